@@ -1,0 +1,16 @@
+# Fails unless BINARY exports VSTPluginMain and no other symbol.
+execute_process(COMMAND nm -D --defined-only ${BINARY}
+    OUTPUT_VARIABLE symbols RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "nm failed on ${BINARY}")
+endif()
+string(REGEX MATCHALL "[0-9a-f]+ [A-Za-z] [^\n]+" entries "${symbols}")
+set(names "")
+foreach(entry ${entries})
+    string(REGEX REPLACE "^[0-9a-f]+ [A-Za-z] " "" name "${entry}")
+    list(APPEND names ${name})
+endforeach()
+if(NOT names STREQUAL "VSTPluginMain")
+    message(FATAL_ERROR "exported symbols: ${names}")
+endif()
+message(STATUS "only VSTPluginMain is exported")

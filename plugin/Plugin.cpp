@@ -1,0 +1,307 @@
+#include "plugin/Plugin.h"
+
+#include "ui/EditorFactory.h"
+
+#include <cmath>
+#include <limits>
+#include <xmmintrin.h>
+
+namespace qel
+{
+
+std::atomic<int> Plugin::instanceCount { 0 };
+
+namespace
+{
+constexpr unsigned mxcsrFlushToZero = 0x8000;
+constexpr unsigned mxcsrDenormalsAreZero = 0x0040;
+
+} // namespace
+
+Plugin::Plugin()
+    : juce::AudioProcessor(BusesProperties()
+                               .withInput("Input", juce::AudioChannelSet::stereo(), true)
+                               .withOutput("Output", juce::AudioChannelSet::stereo(), true)),
+      engine(std::make_shared<Engine>()),
+      renderContext(std::make_unique<RenderContext>())
+{
+    pendingEvents.reserve(pendingEventCapacity);
+    block.main.reserve(8, 0);
+    ++instanceCount;
+}
+
+Plugin::~Plugin()
+{
+    --instanceCount;
+}
+
+void Plugin::setEngine(std::shared_ptr<Engine> newEngine)
+{
+    if (newEngine == nullptr)
+        return;
+    if (engine != nullptr && newEngine->getErrors().empty())
+        newEngine->setErrors(engine->getErrors());
+    engine = std::move(newEngine);
+}
+
+double Plugin::getTailLengthSeconds() const
+{
+    // A feedback effect never ends.
+    return std::numeric_limits<double>::infinity();
+}
+
+void Plugin::prepareToPlay(double sampleRate, int blockSize)
+{
+    if (sampleRate == 0.0 || blockSize == 0)
+        return;
+    if (engine->isPrepared() && static_cast<double>(engine->getSampleRate()) == sampleRate
+        && engine->getBlockSize() == static_cast<uint16_t>(blockSize) && !needsPrepare)
+        return;
+
+    const juce::ScopedLock sl(renderLock);
+    prepareEngine(sampleRate, blockSize);
+    needsPrepare = false;
+}
+
+void Plugin::prepareEngine(double sampleRate, int blockSize)
+{
+    renderContext->setSampleRate(sampleRate);
+    engine->setFormat(sampleRate, blockSize);
+
+    for (size_t i = 0; i < furtherBuses.size(); ++i)
+        engine->setOutputStream(static_cast<int>(i) + 1, nullptr);
+
+    std::vector<std::shared_ptr<qel::Bus>> newFurther;
+    int channelSum = 0;
+    for (int i = 1; i < getBusCount(false); ++i)
+    {
+        const auto* bus = getBus(false, i);
+        const int channels = bus != nullptr && bus->isEnabled() ? bus->getNumberOfChannels() : 0;
+        auto further = std::make_shared<qel::Bus>(channels, blockSize, "Main Out");
+        engine->setOutputStream(i + 1, further.get());
+        channelSum += channels;
+        newFurther.push_back(std::move(further));
+    }
+
+    const int mainChannels = getBus(false, 0) != nullptr ? getChannelCountOfBus(false, 0) : 0;
+    auto newMain = std::make_unique<qel::Bus>(mainChannels, blockSize, "Main Out");
+    channelSum += mainChannels;
+    engine->setOutputStream(0, newMain.get());
+
+    if (blockSize != silentBlockSize || channelSum != silentChannelCount)
+    {
+        const int rounded = (blockSize + 3) & ~3;
+        silentChannels.setSize(std::max(channelSum, 1), rounded, false, true, false);
+        silentBlockSize = blockSize;
+        silentChannelCount = channelSum;
+    }
+
+    // Room for the host's channels, so that blocks do not allocate.
+    block.main.reserve(std::max(mainChannels, getTotalNumInputChannels()) + 2, blockSize);
+
+    engine->postLoad();
+    mainBus = std::move(newMain);
+    furtherBuses = std::move(newFurther);
+}
+
+void Plugin::processorLayoutsChanged()
+{
+    needsPrepare = true;
+}
+
+bool Plugin::isBusesLayoutSupported(const BusesLayout& layouts) const
+{
+    // Stereo to stereo, mono to mono, mono to stereo.
+    const auto in = layouts.getMainInputChannelSet();
+    const auto out = layouts.getMainOutputChannelSet();
+    using Set = juce::AudioChannelSet;
+    return (in == Set::stereo() && out == Set::stereo()) || (in == Set::mono() && out == Set::mono())
+        || (in == Set::mono() && out == Set::stereo());
+}
+
+void Plugin::reset()
+{
+    const juce::ScopedLock sl(renderLock);
+    engine->reset();
+}
+
+juce::AudioProcessorEditor* Plugin::createEditor()
+{
+    return createPluginEditor(*this);
+}
+
+void Plugin::getStateInformation(juce::MemoryBlock& destData)
+{
+    destData.reset();
+}
+
+void Plugin::setStateInformation(const void* data, int sizeInBytes)
+{
+    juce::ignoreUnused(data, sizeInBytes);
+}
+
+void Plugin::captureTransport(int frames)
+{
+    auto* playHead = getPlayHead();
+    if (playHead == nullptr)
+        return;
+    const auto position = playHead->getPosition();
+    if (!position.hasValue())
+        return;
+
+    RenderContext& ctx = *renderContext;
+    TransportHead head {};
+    std::memset(static_cast<void*>(&head), 0, sizeof head);
+    head.tempo = static_cast<float>(position->getBpm().orFallback(120.0));
+    const auto signature = position->getTimeSignature().orFallback(juce::AudioPlayHead::TimeSignature { 4, 4 });
+    head.numerator = signature.numerator;
+    head.denominator = signature.denominator;
+    head.position = position->getPpqPosition().orFallback(0.0);
+
+    const double barLength = static_cast<double>(head.numerator) / head.denominator * 4.0;
+    const auto lastBarStart = position->getPpqPositionOfLastBarStart();
+    if (lastBarStart.hasValue() && *lastBarStart > 0.0)
+        head.positionInBar = head.position - *lastBarStart;
+    else
+        head.positionInBar = std::fmod(head.position, barLength);
+
+    const auto loop = position->getLoopPoints();
+    head.loopStart = loop.hasValue() ? loop->ppqStart : 0.0;
+    head.loopEnd = loop.hasValue() ? loop->ppqEnd : 0.0;
+    head.looping = position->getIsLooping();
+    head.playing = position->getIsPlaying() ? 1 : 0;
+    head.nonRealtime = isNonRealtime();
+
+    if (head.playing != previousPosition.playing || std::fabs(expectedBeatPosition - head.position) > 1.0)
+        head.changeFlags |= RenderContext::changedPosition;
+
+    const double samplesPerBeat = 60.0 / head.tempo * static_cast<double>(ctx.sampleRate);
+    head.samplesToNextBar = (barLength - head.positionInBar) * samplesPerBeat;
+    head.samplesToNextBeat = (1.0 - std::fmod(head.position, 1.0)) * samplesPerBeat;
+
+    ctx.head() = head;
+
+    if (head.playing == 1)
+        expectedBeatPosition = static_cast<double>(head.tempo) * 0.016666666666666666 * frames
+                                   / static_cast<double>(ctx.sampleRate)
+                             + head.position;
+    else
+        expectedBeatPosition = head.position;
+    previousPosition = head;
+}
+
+void Plugin::processBlock(juce::AudioBuffer<float>& buffer, juce::MidiBuffer& midi)
+{
+    const int frames = buffer.getNumSamples();
+    captureTransport(frames);
+
+    if (!buffer.hasBeenCleared())
+        for (int ch = getTotalNumInputChannels(); ch < buffer.getNumChannels(); ++ch)
+            buffer.clear(ch, 0, frames);
+
+    for (const auto meta : midi)
+    {
+        const auto* bytes = meta.data;
+        const int size = meta.numBytes;
+        const int b0 = size > 0 ? bytes[0] : 0;
+        const int b1 = size > 1 ? bytes[1] : 0;
+        const int b2 = size > 2 ? bytes[2] : 0;
+        handleMidiEvent(0, b0 & 0x0F, b0 & 0xF0, b1, b2, meta.samplePosition);
+    }
+
+    if (frames > 0)
+    {
+        const int mainOffset = getChannelIndexInProcessBlockBuffer(false, 0, 0);
+        const int mainChannels = getBus(false, 0) != nullptr ? getChannelCountOfBus(false, 0) : 0;
+        block.frames = frames;
+        block.silent = false;
+        block.main.set(buffer.getArrayOfWritePointers() + mainOffset,
+                       std::min(mainChannels, buffer.getNumChannels() - mainOffset), frames);
+        // This product has no further buses; they would be set up here.
+        processHostBlock(block);
+    }
+
+    emitOutputEvents(midi);
+}
+
+void Plugin::emitOutputEvents(juce::MidiBuffer& midi)
+{
+    midi.clear();
+    RenderContext& ctx = *renderContext;
+    for (size_t i = 0; i < ctx.outputEventCount; ++i)
+    {
+        const EngineEvent& e = ctx.outputEvents[i];
+        const int channel = std::max(e.channel, 0) + 1;
+        const int position = static_cast<int>(e.samplePosition);
+        switch (e.type)
+        {
+            case 0x80: midi.addEvent(juce::MidiMessage::noteOff(channel, e.data1 & 127, (juce::uint8) (e.data2 & 127)), position); break;
+            case 0x90: midi.addEvent(juce::MidiMessage::noteOn(channel, e.data1 & 127, (juce::uint8) (e.data2 & 127)), position); break;
+            case 0xA0: midi.addEvent(juce::MidiMessage::aftertouchChange(channel, e.data1 & 127, e.data2 & 127), position); break;
+            case 0xB0: midi.addEvent(juce::MidiMessage::controllerEvent(channel, e.data1 & 127, e.data2 & 127), position); break;
+            case 0xE0: midi.addEvent(juce::MidiMessage::pitchWheel(channel, ((e.data2 << 7) | e.data1) & 0x3FFF), position); break;
+            default: break;
+        }
+    }
+    ctx.outputEventCount = 0;
+}
+
+void Plugin::handleMidiEvent(int port, int channel, int status, int data1, int data2, int sampleOffset)
+{
+    if (status == 0xF0)
+        return;
+    if (status == 0x90 && data2 == 0)
+        status = 0x80;
+    // The vector is reserved; a flood beyond it is dropped rather than allocated on the audio thread.
+    if (pendingEvents.size() == pendingEvents.capacity())
+        return;
+    pendingEvents.push_back(EngineEvent::midi(status, channel, data1, data2, sampleOffset, port));
+}
+
+void Plugin::processHostBlock(HostAudioBlock& hostBlock)
+{
+    const unsigned saved = _mm_getcsr();
+    _mm_setcsr(saved | mxcsrFlushToZero | mxcsrDenormalsAreZero);
+    renderEngine(hostBlock);
+    _mm_setcsr(saved);
+}
+
+void Plugin::renderEngine(HostAudioBlock& hostBlock)
+{
+    const juce::ScopedTryLock tl(renderLock);
+    if (!tl.isLocked())
+    {
+        hostBlock.silent = true;
+        return;
+    }
+    const int frames = hostBlock.frames;
+    // Before the first prepare no bus is attached: the engine runs on its
+    // defaults and the block's sound passes unchanged.
+    if (mainBus != nullptr)
+    {
+        if (hostBlock.main.size() >= mainBus->getNumChannels())
+            mainBus->setChannels(hostBlock.main.current());
+        else
+            mainBus->useOwnChannels();
+        mainBus->clearSilent();
+        if (getBus(true, 0) == nullptr || getChannelCountOfBus(true, 0) == 0)
+            mainBus->setSilent(frames);
+    }
+
+    for (size_t i = 0; i < furtherBuses.size() && i < hostBlock.furtherOutputs.size(); ++i)
+    {
+        furtherBuses[i]->setChannels(hostBlock.furtherOutputs[i].current());
+        furtherBuses[i]->setSilent(frames);
+    }
+
+    sortEventsByPosition(pendingEvents.begin(), pendingEvents.end());
+    engine->processEvents(*renderContext, pendingEvents.data(), static_cast<int>(pendingEvents.size()), frames);
+    engine->render(*renderContext, frames);
+
+    if (mainBus->isSilent())
+        hostBlock.silent = true;
+    pendingEvents.clear();
+    renderContext->endBlock(frames);
+}
+
+} // namespace qel

@@ -1,0 +1,96 @@
+#pragma once
+
+#include "engine/Bus.h"
+#include "engine/Engine.h"
+#include "engine/RenderContext.h"
+#include "plugin/HostAudioBlock.h"
+
+#include <juce_audio_processors/juce_audio_processors.h>
+
+#include <atomic>
+#include <memory>
+#include <vector>
+
+namespace qel
+{
+
+// Stands between the host's wrapper and the engine: turns each host call into
+// operations on one Engine.
+class Plugin : public juce::AudioProcessor, public juce::VST3ClientExtensions
+{
+public:
+    static constexpr size_t pendingEventCapacity = 1024;
+
+    Plugin();
+    ~Plugin() override;
+
+    // juce::AudioProcessor
+    const juce::String getName() const override { return "Reel Warp"; }
+    void prepareToPlay(double sampleRate, int maximumExpectedSamplesPerBlock) override;
+    void releaseResources() override {}
+    void processBlock(juce::AudioBuffer<float>& buffer, juce::MidiBuffer& midi) override;
+    using juce::AudioProcessor::processBlock;
+    bool canAddBus(bool) const override { return false; }
+    bool canRemoveBus(bool) const override { return false; }
+    double getTailLengthSeconds() const override;
+    bool acceptsMidi() const override { return true; }
+    bool producesMidi() const override { return false; }
+    bool supportsMPE() const override { return false; }
+    bool isMidiEffect() const override { return false; }
+    void reset() override;
+    juce::AudioProcessorEditor* createEditor() override;
+    bool hasEditor() const override { return true; }
+    int getNumPrograms() override { return 1; }
+    int getCurrentProgram() override { return 0; }
+    void setCurrentProgram(int) override {}
+    const juce::String getProgramName(int) override { return programName; }
+    void changeProgramName(int, const juce::String& name) override { programName = name; }
+    void getStateInformation(juce::MemoryBlock& destData) override;
+    void setStateInformation(const void* data, int sizeInBytes) override;
+    void processorLayoutsChanged() override;
+    bool isBusesLayoutSupported(const BusesLayout& layouts) const override;
+
+    // The product's own operations.
+    virtual void handleMidiEvent(int port, int channel, int status, int data1, int data2, int sampleOffset);
+    virtual void processHostBlock(HostAudioBlock& block);
+    virtual void renderEngine(HostAudioBlock& block);
+    virtual bool wantsHostIdle() const { return false; }
+
+    Engine& getEngine() const noexcept { return *engine; }
+    std::shared_ptr<Engine> getEngineShared() const noexcept { return engine; }
+    RenderContext& getRenderContext() noexcept { return *renderContext; }
+    qel::Bus* getMainBus() const noexcept { return mainBus.get(); }
+    const std::vector<EngineEvent>& getPendingEvents() const noexcept { return pendingEvents; }
+
+    static int getInstanceCount() noexcept { return instanceCount.load(); }
+
+protected:
+    void setEngine(std::shared_ptr<Engine> newEngine);
+    juce::CriticalSection& getRenderLock() noexcept { return renderLock; }
+    void prepareEngine(double sampleRate, int blockSize);
+
+private:
+    void captureTransport(int frames);
+    void emitOutputEvents(juce::MidiBuffer& midi);
+
+    std::shared_ptr<Engine> engine;
+    std::unique_ptr<qel::Bus> mainBus;
+    std::vector<std::shared_ptr<qel::Bus>> furtherBuses;
+    HostAudioBlock block;
+    std::unique_ptr<RenderContext> renderContext;
+    std::vector<EngineEvent> pendingEvents;
+    juce::CriticalSection renderLock;
+    double expectedBeatPosition = 0.0;
+    TransportHead previousPosition;
+    juce::AudioBuffer<float> silentChannels;
+    int silentBlockSize = 0;
+    int silentChannelCount = 0;
+    bool needsPrepare = true;
+    juce::String programName { "Default" };
+
+    static std::atomic<int> instanceCount;
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR(Plugin)
+};
+
+} // namespace qel

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <juce_audio_basics/juce_audio_basics.h>
+
+#include <cmath>
+#include <cstdint>
+
+namespace qel::test
+{
+
+// A deterministic stereo test signal: two sines and a little noise, at a
+// level that keeps the tape in its musical range.
+inline void fillTestSignal(juce::AudioBuffer<float>& buffer, int64_t startFrame, double sampleRate)
+{
+    uint32_t seed = static_cast<uint32_t>(startFrame) * 2654435761u + 12345u;
+    for (int i = 0; i < buffer.getNumSamples(); ++i)
+    {
+        const double t = static_cast<double>(startFrame + i) / sampleRate;
+        seed = seed * 1664525u + 1013904223u;
+        const double noise = (static_cast<double>(seed >> 8) / 16777216.0 - 0.5) * 0.02;
+        for (int c = 0; c < buffer.getNumChannels(); ++c)
+        {
+            const double f = c == 0 ? 220.0 : 331.0;
+            buffer.setSample(c, i, static_cast<float>(0.4 * std::sin(2.0 * M_PI * f * t) + noise));
+        }
+    }
+}
+
+} // namespace qel::test
