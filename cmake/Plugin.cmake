@@ -1,6 +1,14 @@
 # The product: one JUCE plug-in target, four formats.
 juce_set_vst2_sdk_path(${REELWARP_VST2_SDK})
 
+# A sanitizer build cannot be loaded by the LV2 manifest helper or run as an
+# app without its runtime, so it builds the formats its tests load.
+if(REELWARP_SANITIZE)
+    set(REELWARP_FORMATS VST VST3)
+else()
+    set(REELWARP_FORMATS VST VST3 LV2 Standalone)
+endif()
+
 juce_add_plugin(ReelWarp
     PLUGIN_NAME "Reel Warp"
     PRODUCT_NAME "ReelWarp"
@@ -10,7 +18,7 @@ juce_add_plugin(ReelWarp
     VERSION 1.0.0
     PLUGIN_MANUFACTURER_CODE Qelx
     PLUGIN_CODE QRwp
-    FORMATS VST VST3 LV2 Standalone
+    FORMATS ${REELWARP_FORMATS}
     IS_SYNTH FALSE
     NEEDS_MIDI_INPUT TRUE
     NEEDS_MIDI_OUTPUT FALSE

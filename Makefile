@@ -1,0 +1,67 @@
+# Reel Warp: the commands a newcomer needs. See README.md.
+BUILD      ?= build
+ASAN_BUILD ?= build-asan
+JOBS       ?= $(shell nproc)
+OUT        ?= out
+CMAKE_ARGS ?=
+
+VST2_DIR ?= $(HOME)/.vst
+VST3_DIR ?= $(HOME)/.vst3
+LV2_DIR  ?= $(HOME)/.lv2
+BIN_DIR  ?= $(HOME)/.local/bin
+
+ARTEFACTS = $(BUILD)/ReelWarp_artefacts/Release
+
+.PHONY: all deps configure build install demo test test-fast test-asan bench clean
+
+all: build
+
+deps:
+	@bash tools/install-deps.sh
+
+configure: deps
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_ARGS)
+
+build: configure
+	cmake --build $(BUILD) -j$(JOBS)
+
+# Copies the plug-ins into the user's plug-in folders and the tools into ~/.local/bin.
+install: build
+	mkdir -p $(VST2_DIR) $(VST3_DIR) $(LV2_DIR) $(BIN_DIR)
+	cp -f $(ARTEFACTS)/VST/libReelWarp.so $(VST2_DIR)/ReelWarp.so
+	rm -rf $(VST3_DIR)/ReelWarp.vst3 $(LV2_DIR)/ReelWarp.lv2
+	cp -R $(ARTEFACTS)/VST3/ReelWarp.vst3 $(VST3_DIR)/
+	cp -R $(ARTEFACTS)/LV2/ReelWarp.lv2 $(LV2_DIR)/
+	cp -f $(ARTEFACTS)/Standalone/ReelWarp $(BIN_DIR)/reelwarp
+	cp -f $(BUILD)/tools/reelwarp-render $(BIN_DIR)/reelwarp-render
+	@echo "Installed:"
+	@echo "  VST2        $(VST2_DIR)/ReelWarp.so"
+	@echo "  VST3        $(VST3_DIR)/ReelWarp.vst3"
+	@echo "  LV2         $(LV2_DIR)/ReelWarp.lv2"
+	@echo "  standalone  $(BIN_DIR)/reelwarp"
+	@echo "  renderer    $(BIN_DIR)/reelwarp-render"
+
+# The main job: build, install, and render the built-in demo through the effect.
+demo: install
+	mkdir -p $(OUT)
+	$(BUILD)/tools/reelwarp-render --demo $(OUT)/demo-reelwarp.wav --dry $(OUT)/demo-dry.wav
+	@echo "Listen: $(OUT)/demo-dry.wav (input) and $(OUT)/demo-reelwarp.wav (through Reel Warp)"
+
+# Everything CI runs: the release build's tests, then the AddressSanitizer build's.
+test: test-fast test-asan
+
+test-fast: build
+	cd $(BUILD) && ctest --output-on-failure -j$(JOBS)
+
+test-asan: deps
+	CC=clang-19 CXX=clang++-19 cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	    -DREELWARP_SANITIZE=address -DREELWARP_BENCH=OFF
+	cmake --build $(ASAN_BUILD) -j$(JOBS) --target tape_tests core_tests hosting_tests ReelWarp_VST
+	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=0:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
+	    ctest --output-on-failure -j$(JOBS)
+
+bench: build
+	$(BUILD)/bench/reelwarp_bench
+
+clean:
+	rm -rf $(BUILD) $(ASAN_BUILD) $(OUT)
