@@ -1,25 +1,11 @@
-// Real-time factor of the record head, the main cost of a deck: seconds of
-// audio processed per second of CPU, reported as the "rt_factor" counter.
+// Real-time factor of the record head, the main cost of a deck.
+#include "BenchSignal.h"
 #include "tape/RecordHead.h"
-
-#include <benchmark/benchmark.h>
-
-#include <cmath>
-#include <vector>
 
 namespace
 {
 
-constexpr double sampleRate = 48000.0;
-constexpr int blockSize = 512;
-
-std::vector<double> musicLikeBlock(double level)
-{
-    std::vector<double> x(blockSize);
-    for (int i = 0; i < blockSize; ++i)
-        x[(size_t) i] = level * (std::sin(i * 0.031) + 0.3 * std::sin(i * 0.47));
-    return x;
-}
+using namespace qel::bench;
 
 void recordHead(benchmark::State& state)
 {
@@ -34,8 +20,7 @@ void recordHead(benchmark::State& state)
             sink += head.process(x);
         benchmark::DoNotOptimize(sink);
     }
-    state.counters["rt_factor"] = benchmark::Counter(static_cast<double>(state.iterations()) * blockSize / sampleRate,
-                                                     benchmark::Counter::kIsRate);
+    reportRealTimeFactor(state);
 }
 
 // Hardness in percent, level at the +-100 scale: quiet, nominal, driven hard.

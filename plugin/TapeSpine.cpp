@@ -9,6 +9,7 @@ namespace qel
 void TapeSpine::Channel::prepare(double rate)
 {
     recordHead.prepare(rate);
+    playHead.setSampleRate(rate);
     updateDriveCompensation(driveCompensation, driveCompensationTarget, recordHead.getA(), recordHead.getB(),
                             drive, rate);
     driveCompensation.jumpTo(static_cast<float>(driveCompensationTarget));
@@ -20,8 +21,9 @@ float TapeSpine::Channel::process(float x) noexcept
     const auto compensation = static_cast<double>(driveCompensation.value());
     recordHead.setNoiseAmount(compensation * noiseGain);
     const double m = recordHead.process(u);
+    const double h = playHead.process(m);
     driveCompensation.advance(1);
-    return static_cast<float>(m / compensation);
+    return static_cast<float>(h / compensation);
 }
 
 void TapeSpine::setFormat(double rate, int maximumBlockSize)
@@ -68,7 +70,10 @@ void TapeSpine::render(RenderContext& context, int frames)
 void TapeSpine::reset()
 {
     for (auto& c : channels)
+    {
         c.recordHead.clear();
+        c.playHead.clear();
+    }
 }
 
 } // namespace qel

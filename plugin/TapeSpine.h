@@ -3,6 +3,7 @@
 #include "engine/BlockElement.h"
 #include "tape/DriveCompensation.h"
 #include "tape/LinearRamp.h"
+#include "tape/PlayHead.h"
 #include "tape/RecordHead.h"
 
 #include <vector>
@@ -11,14 +12,15 @@ namespace qel
 {
 
 // The effect's place in the tree until the full processor stands: every
-// channel through drive, the record head and the drive compensation, at
-// their defaults.
+// channel through drive, the record head, the play head and the drive
+// compensation, at their defaults.
 class TapeSpine : public BlockElement
 {
 public:
     struct Channel
     {
         RecordHead recordHead;
+        PlayHead playHead;
         LinearRamp driveCompensation;
         double driveCompensationTarget = 1.0;
 

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <vector>
+
+namespace qel::bench
+{
+
+constexpr double sampleRate = 48000.0;
+constexpr int blockSize = 512;
+
+// A block of two sines at the chain's +-100 scale.
+inline std::vector<double> musicLikeBlock(double level)
+{
+    std::vector<double> x(blockSize);
+    for (int i = 0; i < blockSize; ++i)
+        x[(size_t) i] = level * (std::sin(i * 0.031) + 0.3 * std::sin(i * 0.47));
+    return x;
+}
+
+// Seconds of audio per second of CPU.
+inline void reportRealTimeFactor(benchmark::State& state)
+{
+    state.counters["rt_factor"] = benchmark::Counter(static_cast<double>(state.iterations()) * blockSize / sampleRate,
+                                                     benchmark::Counter::kIsRate);
+}
+
+} // namespace qel::bench

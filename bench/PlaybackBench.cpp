@@ -1,0 +1,48 @@
+// Real-time factors of the play head and of each noise-reduction pair.
+#include "BenchSignal.h"
+#include "tape/NoiseReduction.h"
+#include "tape/PlayHead.h"
+
+namespace
+{
+
+using namespace qel::bench;
+
+void playHead(benchmark::State& state)
+{
+    qel::PlayHead head;
+    head.setSampleRate(sampleRate);
+    const auto input = musicLikeBlock(30.0);
+    double sink = 0.0;
+    for (auto _ : state)
+    {
+        for (double x : input)
+            sink += head.process(x);
+        benchmark::DoNotOptimize(sink);
+    }
+    reportRealTimeFactor(state);
+}
+BENCHMARK(playHead);
+
+template <uint32_t Mode>
+void noiseReductionPair(benchmark::State& state)
+{
+    qel::NoiseReduction nr;
+    nr.prepare(sampleRate);
+    nr.setEncoderMode(Mode);
+    nr.setDecoderMode(Mode);
+    const auto input = musicLikeBlock(static_cast<double>(state.range(0)));
+    double sink = 0.0;
+    for (auto _ : state)
+    {
+        for (double x : input)
+            sink += nr.decode<Mode>(nr.encode<Mode>(x));
+        benchmark::DoNotOptimize(sink);
+    }
+    reportRealTimeFactor(state);
+}
+BENCHMARK_TEMPLATE(noiseReductionPair, qel::basicPreEmphasis)->Arg(30);
+BENCHMARK_TEMPLATE(noiseReductionPair, qel::typeA)->Arg(1)->Arg(30);
+BENCHMARK_TEMPLATE(noiseReductionPair, qel::typeB)->Arg(1)->Arg(30);
+
+} // namespace

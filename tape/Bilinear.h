@@ -1,0 +1,88 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+namespace qel
+{
+
+// Digital coefficients of an analogue prototype N(s) / D(s) through the
+// bilinear map s = 2f (1 - z^-1) / (1 + z^-1), without prewarping.
+// Prototype coefficients are in ascending powers of s; the result is in
+// ascending powers of z^-1 and normalised so that a[0] = 1.
+template <size_t Order>
+struct DigitalCoefficients
+{
+    std::array<double, Order + 1> b {};
+    std::array<double, Order + 1> a {};
+};
+
+template <size_t Order>
+DigitalCoefficients<Order> bilinear(const std::array<double, Order + 1>& numerator,
+                                    const std::array<double, Order + 1>& denominator, double sampleRate) noexcept
+{
+    // s^k becomes K^k (1 - z^-1)^k (1 + z^-1)^(Order - k) over (1 + z^-1)^Order.
+    const double K = 2.0 * sampleRate;
+    DigitalCoefficients<Order> out;
+    double Kk = 1.0;
+    for (size_t k = 0; k <= Order; ++k)
+    {
+        std::array<double, Order + 1> term {};
+        term[0] = 1.0;
+        size_t length = 1;
+        auto multiply = [&](double sign) {
+            for (size_t i = length; i > 0; --i)
+                term[i] += sign * term[i - 1];
+            ++length;
+        };
+        for (size_t i = 0; i < k; ++i)
+            multiply(-1.0);
+        for (size_t i = k; i < Order; ++i)
+            multiply(1.0);
+        for (size_t i = 0; i <= Order; ++i)
+        {
+            out.b[i] += numerator[k] * Kk * term[i];
+            out.a[i] += denominator[k] * Kk * term[i];
+        }
+        Kk *= K;
+    }
+    const double a0 = out.a[0];
+    for (size_t i = 0; i <= Order; ++i)
+    {
+        out.b[i] /= a0;
+        out.a[i] /= a0;
+    }
+    return out;
+}
+
+// Direct form I in double precision; histories shift once per sample.
+template <size_t Order>
+struct DirectFormI
+{
+    DigitalCoefficients<Order> c;
+    std::array<double, Order> x {};
+    std::array<double, Order> y {};
+
+    void clear() noexcept
+    {
+        x.fill(0.0);
+        y.fill(0.0);
+    }
+
+    double process(double in) noexcept
+    {
+        double out = c.b[0] * in;
+        for (size_t i = 0; i < Order; ++i)
+            out += c.b[i + 1] * x[i] - c.a[i + 1] * y[i];
+        for (size_t i = Order - 1; i > 0; --i)
+        {
+            x[i] = x[i - 1];
+            y[i] = y[i - 1];
+        }
+        x[0] = in;
+        y[0] = out;
+        return out;
+    }
+};
+
+} // namespace qel

@@ -1,0 +1,90 @@
+#pragma once
+
+#include "tape/Decibels.h"
+
+#include <cmath>
+
+namespace qel
+{
+
+// A rectifier into an RC integrator, by the trapezoidal rule. A step can be
+// evaluated several times per sample and committed once.
+struct EnvelopeCell
+{
+    double R = 5000000.0;
+    double C = 1e-9;
+    double q = 0.0;
+    double dq = 0.0;
+    double g = 0.0;
+    double h = 0.0;
+    double inverseC = 1e9;
+
+    void prepare(double f) noexcept
+    {
+        const double k = f + 1.0 / (2.0 * R * C);
+        g = 1.0 / (R * k);
+        h = -1.0 / (R * C * k);
+        inverseC = 1.0 / C;
+    }
+
+    void clear() noexcept { q = dq = 0.0; }
+
+    double step(double x) noexcept
+    {
+        dq = std::fabs(x) * g + q * h;
+        return (dq * 0.5 + q) * inverseC;
+    }
+
+    void commit() noexcept { q += dq; }
+};
+
+// Limits a side-chain signal: small signals pass, the envelope is capped near
+// the top of a cubic knee.
+struct CompressorCell
+{
+    static constexpr double aboveKneeSlope = 0.001;
+
+    EnvelopeCell envelope;
+    double lowKnee = 0.0;
+    double highKnee = 0.0;
+    double top = 0.0;
+    double cubic[4] {}; // P(e) = c0 + c1 t + c2 t^2 + c3 t^3, t = e - lowKnee
+
+    void configure(double thresholdDb, double knee) noexcept
+    {
+        const double L = decibelsToGain(static_cast<float>(thresholdDb));
+        lowKnee = 0.7 * knee * L;
+        highKnee = 0.7 * L / knee;
+        top = 0.96 * L;
+        // Hermite cubic: value lowKnee and slope 1 at lowKnee, value top and slope 0.001 at highKnee.
+        const double w = highKnee - lowKnee;
+        const double rise = top - lowKnee;
+        cubic[0] = lowKnee;
+        cubic[1] = 1.0;
+        cubic[2] = (3.0 * rise - w * (2.0 + aboveKneeSlope)) / (w * w);
+        cubic[3] = (w * (1.0 + aboveKneeSlope) - 2.0 * rise) / (w * w * w);
+    }
+
+    void prepare(double f) noexcept { envelope.prepare(f); }
+    void clear() noexcept { envelope.clear(); }
+    void commit() noexcept { envelope.commit(); }
+
+    double curve(double e) const noexcept
+    {
+        if (e < lowKnee)
+            return e;
+        if (e > highKnee)
+            return (e - highKnee) * aboveKneeSlope + top;
+        const double t = e - lowKnee;
+        return cubic[0] + t * (cubic[1] + t * (cubic[2] + t * cubic[3]));
+    }
+
+    // Steps the envelope with x (not committed) and returns the limited x.
+    double evaluate(double x) noexcept
+    {
+        const double e = envelope.step(x) * 1.4142135623730951;
+        return curve(e) * x / (e + 1e-16);
+    }
+};
+
+} // namespace qel
