@@ -1,7 +1,11 @@
-# VST2 interface headers for JUCE, generated from Debian's fst headers.
-# fst declares VstSpeakerArrangement::speakers as a flexible array, but JUCE's
-# wrapper and host size that structure with the classic eight entries, so a
-# verbatim copy makes both sides write past their heap blocks.
+# VST2 interface headers for JUCE, generated from Debian's fst headers, with
+# two structures given the size that JUCE's wrapper and host assume:
+# - fst declares VstSpeakerArrangement::speakers as a flexible array, but JUCE
+#   sizes that structure with the classic eight entries, so both sides would
+#   write past their heap blocks;
+# - fst's VstPinProperties lacks the 48 reserved bytes at its end, and JUCE's
+#   wrapper writes a terminating byte past shortLabel into them, past the
+#   host's stack copy.
 set(REELWARP_FST_DIR /usr/include/pluginterfaces/fst)
 set(REELWARP_VST2_SDK ${CMAKE_BINARY_DIR}/vst2sdk)
 set(_vst2_dir ${REELWARP_VST2_SDK}/pluginterfaces/vst2.x)
@@ -17,6 +21,12 @@ if(_at EQUAL -1)
     message(FATAL_ERROR "fst.h no longer declares the flexible speaker array; review the VST2 header fix")
 endif()
 string(REPLACE "${_flexible}" "t_fstSpeakerProperties speakers[8];" _fst "${_fst}")
+set(_short_label "  char shortLabel[8];\n} FST_UNKNOWN(t_fstPinProperties);")
+string(FIND "${_fst}" "${_short_label}" _at)
+if(_at EQUAL -1)
+    message(FATAL_ERROR "fst.h changed its VstPinProperties; review the VST2 header fix")
+endif()
+string(REPLACE "${_short_label}" "  char shortLabel[8];\n  char future[48];\n} FST_UNKNOWN(t_fstPinProperties);" _fst "${_fst}")
 # Quieten the reverse-engineering notes that fst prints on every include.
 string(REGEX REPLACE "\n# *warning [^\n]*" "\n" _fst "${_fst}")
 # Written through configure_file so that an unchanged header keeps its time stamp.

@@ -1,36 +1,15 @@
 #include "plugin/TapeSpine.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace qel
 {
-
-void TapeSpine::Channel::prepare(double rate)
-{
-    recordHead.prepare(rate);
-    playHead.setSampleRate(rate);
-    updateDriveCompensation(driveCompensation, driveCompensationTarget, recordHead.getA(), recordHead.getB(),
-                            drive, rate);
-    driveCompensation.jumpTo(static_cast<float>(driveCompensationTarget));
-}
-
-float TapeSpine::Channel::process(float x) noexcept
-{
-    const double u = std::tanh(static_cast<double>(x) * drive * 0.01) * 100.0;
-    const auto compensation = static_cast<double>(driveCompensation.value());
-    recordHead.setNoiseAmount(compensation * noiseGain);
-    const double m = recordHead.process(u);
-    const double h = playHead.process(m);
-    driveCompensation.advance(1);
-    return static_cast<float>(h / compensation);
-}
 
 void TapeSpine::setFormat(double rate, int maximumBlockSize)
 {
     juce::ignoreUnused(maximumBlockSize);
     sampleRate = rate;
-    prepareChannels();
+    preparePairs();
 }
 
 void TapeSpine::setOutputStream(int index, Bus* bus)
@@ -38,41 +17,58 @@ void TapeSpine::setOutputStream(int index, Bus* bus)
     if (index != 0)
         return;
     output = bus;
-    channels.resize(bus != nullptr ? (size_t) bus->getNumChannels() : 0);
-    prepareChannels();
+    const size_t channels = bus != nullptr ? (size_t) bus->getNumChannels() : 0;
+    pairs.resize(channels);
+    for (auto& p : pairs)
+        if (p == nullptr)
+            p = std::make_unique<DeckPair>();
+    preparePairs();
 }
 
-void TapeSpine::prepareChannels()
+void TapeSpine::preparePairs()
 {
     if (sampleRate <= 0.0)
         return;
-    for (auto& c : channels)
-        c.prepare(sampleRate);
+    for (auto& p : pairs)
+        p->prepare(sampleRate);
+}
+
+void TapeSpine::processPair(DeckPair& pair, float* samples, int frames, float* deviation) noexcept
+{
+    for (int start = 0; start < frames; start += DeckPair::maxSlice)
+    {
+        const int n = std::min(DeckPair::maxSlice, frames - start);
+        // Modes are read once per slice.
+        const auto process = selectChannelProcessor(pair.flangeMode, pair.deckA.noiseReduction.encoderMode,
+                                                    pair.deckA.noiseReduction.decoderMode);
+        if (process != nullptr)
+            process(pair, samples + start, n, deviation);
+    }
 }
 
 void TapeSpine::render(RenderContext& context, int frames)
 {
     juce::ignoreUnused(context);
-    if (output == nullptr)
+    if (output == nullptr || sampleRate <= 0.0)
         return;
     float* const* data = output->getChannels();
-    const int n = std::min(output->getNumChannels(), static_cast<int>(channels.size()));
+    float deviation[DeckPair::maxSlice];
+    const int n = std::min(output->getNumChannels(), static_cast<int>(pairs.size()));
     for (int c = 0; c < n; ++c)
-    {
-        Channel& channel = channels[(size_t) c];
-        float* x = data[c];
-        for (int i = 0; i < frames; ++i)
-            x[i] = channel.process(x[i]);
-    }
+        processPair(*pairs[(size_t) c], data[c], frames, deviation);
     output->clearSilent();
 }
 
 void TapeSpine::reset()
 {
-    for (auto& c : channels)
+    for (auto& p : pairs)
     {
-        c.recordHead.clear();
-        c.playHead.clear();
+        p->clear();
+        for (TapeDeck* d : { &p->deckA, &p->deckB })
+        {
+            d->transport.seed();
+            d->demagnetizer.seed(d->sampleCount);
+        }
     }
 }
 

@@ -15,6 +15,8 @@
 // entries; the interface headers must agree with them.
 static_assert(sizeof(VstSpeakerArrangement) == 2 * sizeof(int) + 8 * sizeof(VstSpeakerProperties),
               "VstSpeakerArrangement must hold eight speakers");
+// The wrapper writes shortLabel's terminator into the reserved bytes after it.
+static_assert(sizeof(VstPinProperties) == 64 + 2 * sizeof(int) + 8 + 48, "VstPinProperties keeps its reserved tail");
 
 namespace
 {

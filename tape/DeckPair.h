@@ -1,0 +1,115 @@
+#pragma once
+
+#include "tape/TapeDeck.h"
+
+#include <array>
+#include <cstdint>
+#include <utility>
+
+namespace qel
+{
+
+enum FlangeMode : uint32_t
+{
+    manualFlange = 0,
+    lfoFlange = 1,
+};
+
+// The two machines of one channel: deck B drifts against deck A, and their
+// sum is the flange.
+struct DeckPair
+{
+    static constexpr int maxSlice = 32;
+
+    TapeDeck deckA;
+    TapeDeck deckB;
+    uint8_t phaseInvert = 0;
+    uint32_t flangeMode = lfoFlange;
+
+    DeckPair()
+    {
+        for (TapeDeck* d : { &deckA, &deckB })
+        {
+            d->feedback = 0.0;
+            d->feedbackTap = TapeDeck::feedbackTapIndex;
+            d->setDelay(0.016);
+            d->setMainDelay(0.06);
+            d->transport.wowRate = 0.1;
+        }
+    }
+
+    void prepare(double fs)
+    {
+        deckA.prepare(fs);
+        deckB.prepare(fs);
+        const auto length = static_cast<uint64_t>(2.0 * fs);
+        for (TapeDeck* d : { &deckA, &deckB })
+        {
+            d->setTapeLength(length);
+            d->clear();
+        }
+    }
+
+    void clear() noexcept
+    {
+        deckA.clear();
+        deckB.clear();
+    }
+
+    template <typename Setter>
+    void forBothDecks(Setter&& set)
+    {
+        set(deckA);
+        set(deckB);
+    }
+};
+
+// One channel through its pair, in place, for one set of modes.
+template <bool LfoMode, uint32_t Encoder, uint32_t Decoder>
+void processChannel(DeckPair& pair, float* buffer, int frames, float* deviation) noexcept
+{
+    for (int start = 0; start < frames; start += DeckPair::maxSlice)
+    {
+        const int n = std::min(DeckPair::maxSlice, frames - start);
+        float* x = buffer + start;
+        float copy[DeckPair::maxSlice];
+        std::copy(x, x + n, copy);
+        pair.deckA.process<LfoMode, Encoder, Decoder, false>(x, n, deviation + start);
+        pair.deckB.process<LfoMode, Encoder, Decoder, true>(copy, n, deviation + start);
+        if (pair.phaseInvert)
+            for (int i = 0; i < n; ++i)
+                copy[i] *= -1.0f;
+        for (int i = 0; i < n; ++i)
+            x[i] += copy[i];
+    }
+}
+
+using ChannelProcessor = void (*)(DeckPair&, float*, int, float*) noexcept;
+
+namespace detail
+{
+template <size_t Index>
+constexpr ChannelProcessor channelProcessorAt() noexcept
+{
+    return &processChannel<(Index / 16) == 1, static_cast<uint32_t>((Index / 4) % 4), static_cast<uint32_t>(Index % 4)>;
+}
+
+template <size_t... Index>
+constexpr std::array<ChannelProcessor, sizeof...(Index)> channelProcessorTable(std::index_sequence<Index...>) noexcept
+{
+    return { channelProcessorAt<Index>()... };
+}
+} // namespace detail
+
+// The one place where runtime modes become a compiled loop: 2 flange modes
+// x 4 encoders x 4 decoders. Modes outside the range give no processor.
+inline ChannelProcessor selectChannelProcessor(uint32_t flangeMode, uint32_t encoderMode, uint32_t decoderMode) noexcept
+{
+    static constexpr auto table = detail::channelProcessorTable(std::make_index_sequence<32>());
+    if (encoderMode > 3 || decoderMode > 3)
+        return nullptr;
+    const size_t lfo = flangeMode == lfoFlange ? 1 : 0;
+    return table[lfo * 16 + encoderMode * 4 + decoderMode];
+}
+
+} // namespace qel

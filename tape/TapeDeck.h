@@ -1,0 +1,249 @@
+#pragma once
+
+#include "tape/Demagnetizer.h"
+#include "tape/DriveCompensation.h"
+#include "tape/HeadResponse.h"
+#include "tape/LinearRamp.h"
+#include "tape/Lfo.h"
+#include "tape/NoiseReduction.h"
+#include "tape/PlayHead.h"
+#include "tape/ReadHead.h"
+#include "tape/RecordHead.h"
+#include "tape/Transport.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+namespace qel
+{
+
+// One simulated tape machine: the clean signal goes onto the tape, two heads
+// read it back at a distance that the tape speed turns into time, and what
+// they read runs through drive, noise reduction, magnetics and head losses.
+struct TapeDeck
+{
+    static constexpr int samplesPerTick = ReadHead::samplesPerTick;
+    static constexpr int mainTap = 0;
+    static constexpr int feedbackTapIndex = 1;
+
+    RecordHead recordHead;
+    PlayHead playHead;
+    ReadHead readHeads[2];
+    double tapGains[2] { 1.0, 0.0 };
+    std::vector<double> inputRing;
+    std::vector<double> outputRing;
+    uint64_t sampleCount = 0;
+    double feedback = 0.0;
+    uint64_t feedbackTap = feedbackTapIndex;
+    double inputGain = 1.0;
+    NoiseReduction noiseReduction;
+    uint64_t tapeLength = 0;
+    SpeedRing speedRing;
+    double tapeSpeed = 1.0;
+    double maxRelativeDelay = 0.005;
+    double relativePosition = 0.0;
+    double fade = 0.01;
+    TransportModulation transport;
+    double sampleRate = 0.0;
+    uint8_t transportOn = 1;
+    double drive = 1.0;
+    Demagnetizer demagnetizer;
+    float lfoRate = 0.1f;
+    float lfoRunningPhase = 0.0f;
+    float lfoPhase = 0.0f;
+    float lfoShape = 0.0f;
+    float lfoSymmetry = 0.0f;
+    float lfoSwing = 0.0f;
+    float deviationBefore = 0.0f;
+    float deviationNow = 0.0f;
+    LinearRamp driveCompensation { 1.0f, 1.0f, 0, 0 };
+    double driveCompensationTarget = 1.0;
+    FeedbackCompensation feedbackCompensation;
+    double noiseGain = 0.0001;
+
+    // Sizes everything for sample rate fs; the pair then shortens the tape.
+    void prepare(double fs)
+    {
+        recordHead.prepare(fs);
+        const double controlRate = static_cast<double>(static_cast<float>(fs) * 0.03125f);
+        readHeads[0].prepare(controlRate);
+        readHeads[1].prepare(controlRate);
+        playHead.setSampleRate(fs);
+        noiseReduction.prepare(fs);
+        sampleRate = fs;
+        tapeLength = static_cast<uint64_t>(8.0 * fs);
+        inputRing.assign(tapeLength, 0.0);
+        outputRing.assign(tapeLength, 0.0);
+        demagnetizer.prepare(fs, sampleCount);
+        transport.seed();
+        driveCompensation.jumpTo(static_cast<float>(driveCompensationTarget));
+    }
+
+    void setTapeLength(uint64_t length)
+    {
+        tapeLength = length;
+        inputRing.resize(length);
+        outputRing.resize(length);
+        std::fill(inputRing.begin(), inputRing.end(), 0.0);
+        std::fill(outputRing.begin(), outputRing.end(), 0.0);
+        speedRing.assign(length / samplesPerTick, 0.0);
+        sampleCount = 0;
+    }
+
+    // The tape starts again: silence on it, heads back at their start.
+    void clear() noexcept
+    {
+        recordHead.clear();
+        playHead.clear();
+        noiseReduction.clear();
+        readHeads[0].reinitialise();
+        readHeads[1].reinitialise();
+        std::fill(inputRing.begin(), inputRing.end(), 0.0);
+        std::fill(outputRing.begin(), outputRing.end(), 0.0);
+        std::fill(speedRing.begin(), speedRing.end(), 0.0);
+        sampleCount = 0;
+    }
+
+    // --- setters of the parameters ---
+    void setDelay(double seconds) noexcept { readHeads[feedbackTapIndex].setDelay(seconds); }
+    void setMainDelay(double seconds) noexcept { readHeads[mainTap].setDelay(seconds); }
+    void setTapeSpeed(double v) noexcept
+    {
+        tapeSpeed = v;
+        playHead.setTapeSpeed(v);
+        feedbackCompensation.headChanged(playHead);
+        readHeads[0].setTapeSpeed(v);
+        readHeads[1].setTapeSpeed(v);
+    }
+    void setSpacing(double d) noexcept { playHead.setSpacing(d); feedbackCompensation.headChanged(playHead); }
+    void setThickness(double t) noexcept { playHead.setThickness(t); feedbackCompensation.headChanged(playHead); }
+    void setAzimuth(double z) noexcept { playHead.setAzimuth(z); feedbackCompensation.headChanged(playHead); }
+    void setWidthRatio(double w) noexcept { playHead.setWidthRatio(w); feedbackCompensation.headChanged(playHead); }
+    void setPlayheadFilter(bool on) noexcept { feedbackCompensation.setFilterEnabled(playHead, on); }
+    void setFeedbackCompensation(bool on) noexcept { feedbackCompensation.setOn(playHead, on); }
+    void setHardness(double a) noexcept { recordHead.setA(a); updateDrive(); }
+    void setResistance(double b) noexcept { recordHead.setB(b); updateDrive(); }
+    void setDrive(double linear) noexcept { drive = linear; updateDrive(); }
+    void setDegradeRate(double rate) noexcept { demagnetizer.setRate(rate, sampleCount); }
+    void setEncoderMode(uint32_t mode) noexcept { noiseReduction.setEncoderMode(mode); }
+    void setDecoderMode(uint32_t mode) noexcept { noiseReduction.setDecoderMode(mode); }
+
+    void updateDrive() noexcept
+    {
+        updateDriveCompensation(driveCompensation, driveCompensationTarget, recordHead.getA(), recordHead.getB(), drive,
+                                sampleRate);
+    }
+
+    // The speed of this tick: deck A runs at tape speed; deck B at the speed
+    // that makes its main tap's delay sweep between D - M and D + M.
+    template <bool DeckB>
+    double tickSpeed() const noexcept
+    {
+        if constexpr (DeckB)
+        {
+            const double D = readHeads[mainTap].delay, M = maxRelativeDelay;
+            const double g = readHeads[mainTap].distance;
+            double t = (D - M) + ((D + M) - (D - M)) * relativePosition;
+            t = std::max(std::min(t, D + M), D - M);
+            return g / t;
+        }
+        else
+            return tapeSpeed;
+    }
+
+    template <bool DeckB>
+    void controlTick() noexcept
+    {
+        const uint64_t k = sampleCount / samplesPerTick;
+        const double v = tickSpeed<DeckB>();
+        const double m = transport.tick(sampleRate, transportOn != 0);
+        speedRing[k % speedRing.size()] = m * v;
+        deviationBefore = deviationNow;
+        deviationNow = static_cast<float>(m - 1.0);
+        readHeads[1].update(k, speedRing);
+        readHeads[0].update(k, speedRing);
+    }
+
+    // Both taps at write index w: the main tap's audio, and the feedback
+    // tap's own output fed back ahead of the drive.
+    double readTaps(uint64_t w) const noexcept
+    {
+        const double gainSum = std::max(tapGains[0] + tapGains[1], 1.0);
+        double s = 0.0;
+        for (int tap = 1; tap >= 0; --tap)
+        {
+            const double p = readHeads[tap].position(sampleCount);
+            const double whole = std::floor(p);
+            const double f = p - whole;
+            const uint64_t n = static_cast<uint64_t>(whole) % tapeLength;
+            const uint64_t i0 = (tapeLength - n + w) % tapeLength;
+            const uint64_t i1 = (2 * tapeLength - n + w - 1) % tapeLength;
+            s += ((1.0 - f) * inputRing[i0] + f * inputRing[i1]) * tapGains[tap] / gainSum;
+            if (static_cast<uint64_t>(tap) == feedbackTap)
+                s += ((1.0 - f) * outputRing[i0] + f * outputRing[i1]) * feedback
+                   * static_cast<double>(feedbackCompensation.gain);
+        }
+        return s;
+    }
+
+    float lfoNormaliser() const noexcept { return 1.0f / lfoValue(0.25f, 0.0f, lfoShape, 0.0f, 0.0f); }
+
+    template <bool DeckB>
+    double fadeWeight() const noexcept
+    {
+        if constexpr (DeckB)
+            return fadeCurveB(relativePosition, fade);
+        else
+            return fadeCurveA(relativePosition, fade);
+    }
+
+    // One slice, in place. Every mode is fixed at compile time.
+    template <bool LfoMode, uint32_t Encoder, uint32_t Decoder, bool DeckB>
+    void process(float* x, int frames, float* deviation) noexcept
+    {
+        const auto increment = static_cast<float>(static_cast<double>(lfoRate) / sampleRate);
+        float phase = lfoRunningPhase;
+        const float normaliser = lfoNormaliser();
+        for (int i = 0; i < frames; ++i)
+        {
+            const uint64_t w = sampleCount % tapeLength;
+            inputRing[w] = static_cast<double>(x[i]) * inputGain;
+            const double d = demagnetizer.gain(sampleCount);
+            if (recordHead.isOn())
+                inputRing[w] *= d;
+            if constexpr (LfoMode)
+            {
+                relativePosition = (lfoValue(phase, lfoPhase, lfoShape, lfoSymmetry, lfoSwing) * normaliser + 1.0f) * 0.5f;
+                phase += increment;
+            }
+            const auto r = static_cast<uint32_t>(sampleCount % samplesPerTick);
+            if (r == 0)
+                controlTick<DeckB>();
+            deviation[i] = deviationBefore + (deviationNow - deviationBefore) * 0.03125f * static_cast<float>(r);
+
+            const double s = readTaps(w);
+            const double u = std::tanh(s * drive * 0.01) * 100.0;
+            const auto compensation = static_cast<double>(driveCompensation.value());
+            recordHead.setNoiseAmount(compensation * noiseGain);
+            const double e = noiseReduction.encode<Encoder>(u);
+            const double m = recordHead.process(e);
+            const double g = noiseReduction.decode<Decoder>(m);
+            const double h = playHead.process(g);
+            const double y = h / compensation;
+            outputRing[w] = y;
+            if constexpr (LfoMode)
+                x[i] = static_cast<float>(y * 0.5);
+            else
+                x[i] = static_cast<float>(y * fadeWeight<DeckB>());
+            driveCompensation.advance(1);
+            ++sampleCount;
+        }
+        lfoRunningPhase += static_cast<float>(frames) * increment;
+        readHeads[0].firstBlock = 0;
+        readHeads[1].firstBlock = 0;
+    }
+};
+
+} // namespace qel
