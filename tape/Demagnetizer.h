@@ -75,7 +75,8 @@ struct Demagnetizer
         double v = 0.0;
         if (c >= start && c < start + duration)
         {
-            if ((c - start) % L == 0)
+            // Segments tile the dropout: a new one starts at its start and every L samples.
+            if (c == start || c - segmentStart == L)
             {
                 previous = next;
                 next = static_cast<double>(xorAddStep(a, b)) + 0.5;

@@ -5,16 +5,37 @@
 namespace qel
 {
 
+// fmod by a power of two, exact for non-negative x: x / m, its floor and the
+// product are exact, and so is the difference. Negative x takes the library's.
+inline float fmodPowerOfTwo(float x, float m) noexcept
+{
+    if (x < 0.0f)
+        return std::fmod(x, m);
+    return x - m * std::floor(x / m);
+}
+
+// The exponent that bends the triangle: it depends on the shape alone.
+inline float lfoShapeExponent(float shape) noexcept
+{
+    return std::pow((shape + 1.0f) / (1.0f - shape), 1.41f);
+}
+
+inline float powOrSame(float base, float k) noexcept
+{
+    return k == 1.0f ? base : std::pow(base, k);
+}
+
 // The flange LFO: a triangle over one unit of phase, with swing between
 // pairs of cycles, a movable peak (symmetry) and a shape from pulse to square.
-inline float lfoValue(float phase, float lfoPhase, float shape, float symmetry, float swing) noexcept
+// k is lfoShapeExponent(shape), computed once per slice by the deck.
+inline float lfoValueWithExponent(float phase, float lfoPhase, float k, float symmetry, float swing) noexcept
 {
     const float q = swing * 0.33333334f;
-    float v = std::fmod(2.0f * phase, 4.0f) * 0.5f - 1.0f;
+    float v = fmodPowerOfTwo(2.0f * phase, 4.0f) * 0.5f - 1.0f;
     if (q != 0.0f)
         v = v > q ? (v - q) / (1.0f - q) : (v - q) / (q + 1.0f);
     float u = (symmetry + 1.0f) * 0.5f - 2.0f * lfoPhase + 2.0f * v + 4.0f;
-    u = std::fmod(u, 2.0f) - 1.0f;
+    u = fmodPowerOfTwo(u, 2.0f) - 1.0f;
     if (symmetry != 0.0f)
     {
         if (symmetry < -0.999999f)
@@ -27,11 +48,15 @@ inline float lfoValue(float phase, float lfoPhase, float shape, float symmetry, 
             u = (u - symmetry) / (symmetry + 1.0f);
     }
     const float w = std::fabs(u);
-    const float k = std::pow((shape + 1.0f) / (1.0f - shape), 1.41f);
     const float z = w * 0.99f;
     if (z > 0.495f)
-        return std::pow(2.0f * (0.995f - z), k) - 1.0f;
-    return 1.0f - std::pow(w * 1.98f + 0.01f, k);
+        return powOrSame(2.0f * (0.995f - z), k) - 1.0f;
+    return 1.0f - powOrSame(w * 1.98f + 0.01f, k);
+}
+
+inline float lfoValue(float phase, float lfoPhase, float shape, float symmetry, float swing) noexcept
+{
+    return lfoValueWithExponent(phase, lfoPhase, lfoShapeExponent(shape), symmetry, swing);
 }
 
 // The smooth rise of a manual flange leaving an end of its travel.

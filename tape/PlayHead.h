@@ -140,11 +140,16 @@ struct AzimuthLoss
 
     double process(double x) noexcept
     {
-        const auto c = static_cast<int>(write);
-        const double A = ring[static_cast<size_t>((c - whole + 2 * ringSize) % ringSize)];
-        const double B = ring[static_cast<size_t>((c - whole - 1 + 2 * ringSize) % ringSize)];
+        // Ring indices (c - M) and (c - M - 1) modulo the ring, without a division.
+        const int c = static_cast<int>(write);
+        int a = c - whole;
+        if (a < 0)
+            a += ringSize;
+        const int b = a == 0 ? ringSize - 1 : a - 1;
+        const double A = ring[static_cast<size_t>(a)];
+        const double B = ring[static_cast<size_t>(b)];
         ring[static_cast<size_t>(c)] = x;
-        write = static_cast<uint32_t>((c + 1) % ringSize);
+        write = c + 1 == ringSize ? 0u : static_cast<uint32_t>(c + 1);
         const double y = g0 * x + g1 * A + g2 * B + leak * y1;
         y1 = y;
         return y;

@@ -2,6 +2,7 @@
 
 #include "tape/LinearRamp.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -95,7 +96,9 @@ struct ReadHead
             if (tail == k % R)
                 break;
             travelled -= S[tail];
-            frac = (target - travelled) / (S[tail] + 1e-16);
+            // In [0, 1) for a moving tape; an entry of a tape not yet started
+            // (speed 0) would give a huge negative value, so it gives none.
+            frac = std::max((target - travelled) / (S[tail] + 1e-16), 0.0);
             tail = (tail + 1) % R;
         }
         positionBefore = positionNow;

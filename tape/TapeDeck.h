@@ -177,9 +177,12 @@ struct TapeDeck
             const double p = readHeads[tap].position(sampleCount);
             const double whole = std::floor(p);
             const double f = p - whole;
-            const uint64_t n = static_cast<uint64_t>(whole) % tapeLength;
-            const uint64_t i0 = (tapeLength - n + w) % tapeLength;
-            const uint64_t i1 = (2 * tapeLength - n + w - 1) % tapeLength;
+            // (L - n + w) mod L and one before it, without a division per sample.
+            uint64_t n = static_cast<uint64_t>(whole);
+            if (n >= tapeLength)
+                n %= tapeLength;
+            const uint64_t i0 = w >= n ? w - n : w + tapeLength - n;
+            const uint64_t i1 = i0 == 0 ? tapeLength - 1 : i0 - 1;
             s += ((1.0 - f) * inputRing[i0] + f * inputRing[i1]) * tapGains[tap] / gainSum;
             if (static_cast<uint64_t>(tap) == feedbackTap)
                 s += ((1.0 - f) * outputRing[i0] + f * outputRing[i1]) * feedback
@@ -206,16 +209,19 @@ struct TapeDeck
         const auto increment = static_cast<float>(static_cast<double>(lfoRate) / sampleRate);
         float phase = lfoRunningPhase;
         const float normaliser = lfoNormaliser();
-        for (int i = 0; i < frames; ++i)
+        const float shapeExponent = lfoShapeExponent(lfoShape);
+        uint64_t w = sampleCount % tapeLength;
+        for (int i = 0; i < frames; ++i, w = w + 1 == tapeLength ? 0 : w + 1)
         {
-            const uint64_t w = sampleCount % tapeLength;
             inputRing[w] = static_cast<double>(x[i]) * inputGain;
             const double d = demagnetizer.gain(sampleCount);
             if (recordHead.isOn())
                 inputRing[w] *= d;
             if constexpr (LfoMode)
             {
-                relativePosition = (lfoValue(phase, lfoPhase, lfoShape, lfoSymmetry, lfoSwing) * normaliser + 1.0f) * 0.5f;
+                relativePosition =
+                    (lfoValueWithExponent(phase, lfoPhase, shapeExponent, lfoSymmetry, lfoSwing) * normaliser + 1.0f)
+                    * 0.5f;
                 phase += increment;
             }
             const auto r = static_cast<uint32_t>(sampleCount % samplesPerTick);

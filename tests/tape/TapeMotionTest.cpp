@@ -329,3 +329,22 @@ TEST(DisplayRing, DropsTheOldestAndNeverBlocks)
 }
 
 } // namespace
+
+namespace
+{
+
+// At 8 kHz the shortest delay is half a tick: the first tick's tape already
+// covers it while the rest of the ring is still standing.
+TEST(TapeMotion, HeadShorterThanATickStartsCleanly)
+{
+    auto pair = motionOnlyPair(8000.0);
+    pair->deckA.setDelay(0.002);
+    pair->deckA.feedback = 1.0;
+    std::vector<float> input(8000, 0.25f);
+    const auto a = runDeck<false>(pair->deckA, input);
+    EXPECT_GE(pair->deckA.readHeads[1].position(pair->deckA.sampleCount), 0.0);
+    for (double v : a)
+        ASSERT_TRUE(std::isfinite(v));
+}
+
+} // namespace

@@ -1,0 +1,81 @@
+// A stereo instance's decks (two per channel) at 48 kHz on 512-frame blocks:
+// "rt_factor" is seconds of stereo audio per second of one core.
+#include "BenchSignal.h"
+#include "tape/DeckPair.h"
+
+#include <memory>
+
+namespace
+{
+
+using namespace qel::bench;
+
+struct StereoDecks
+{
+    std::unique_ptr<qel::DeckPair> pairs[2] { std::make_unique<qel::DeckPair>(), std::make_unique<qel::DeckPair>() };
+    float left[blockSize], right[blockSize], deviation[32];
+
+    explicit StereoDecks(uint32_t encoder, uint32_t decoder, bool heavy)
+    {
+        for (auto& p : pairs)
+        {
+            p->prepare(sampleRate);
+            p->forBothDecks([&](qel::TapeDeck& d) {
+                d.setEncoderMode(encoder);
+                d.setDecoderMode(decoder);
+                if (heavy)
+                {
+                    d.feedback = 0.9;
+                    d.setDrive(100.0);
+                    d.transport.wowDepth = 0.3;
+                    d.transport.flutterDepth = 0.05;
+                    d.transport.randomDepth = 0.1;
+                    d.demagnetizer.setDepth(1.0);
+                    d.setHardness(1.0);
+                }
+            });
+        }
+        const auto music = musicLikeBlock(0.3);
+        for (int i = 0; i < blockSize; ++i)
+            left[i] = right[i] = static_cast<float>(music[(size_t) i]);
+    }
+
+    void run()
+    {
+        float* channels[2] { left, right };
+        for (int c = 0; c < 2; ++c)
+        {
+            qel::DeckPair& pair = *pairs[c];
+            for (int start = 0; start < blockSize; start += 32)
+            {
+                const auto process = qel::selectChannelProcessor(pair.flangeMode, pair.deckA.noiseReduction.encoderMode,
+                                                                 pair.deckA.noiseReduction.decoderMode);
+                process(pair, channels[c] + start, 32, deviation);
+            }
+        }
+    }
+};
+
+void stereoDecks(benchmark::State& state)
+{
+    StereoDecks decks(static_cast<uint32_t>(state.range(0)), static_cast<uint32_t>(state.range(1)), state.range(2) != 0);
+    for (auto _ : state)
+    {
+        decks.run();
+        benchmark::DoNotOptimize(decks.left[0]);
+    }
+    reportRealTimeFactor(state);
+}
+
+void encoderDecoderPairs(benchmark::internal::Benchmark* b)
+{
+    b->ArgNames({ "encoder", "decoder", "heavy" });
+    for (int e = 0; e < 4; ++e)
+        for (int d = 0; d < 4; ++d)
+            b->Args({ e, d, 0 });
+    b->Args({ 2, 2, 1 })->Args({ 3, 3, 1 })->Args({ 2, 3, 1 })->Args({ 3, 2, 1 });
+}
+
+BENCHMARK(stereoDecks)->Apply(encoderDecoderPairs);
+
+} // namespace
