@@ -12,6 +12,12 @@ BIN_DIR  ?= $(HOME)/.local/bin
 
 ARTEFACTS = $(BUILD)/ReelWarp_artefacts/Release
 
+# ccache: paths below this folder are hashed as relative ones, so that a fresh
+# clone elsewhere reuses what an earlier one compiled.
+export CCACHE_BASEDIR := $(CURDIR)
+export CCACHE_NOHASHDIR := true
+export CCACHE_MAXSIZE ?= 8G
+
 .PHONY: all deps configure build install demo test test-fast test-asan bench clean
 
 all: build
@@ -57,7 +63,7 @@ test-asan: deps
 	CC=clang-19 CXX=clang++-19 cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	    -DREELWARP_SANITIZE=address -DREELWARP_BENCH=OFF
 	cmake --build $(ASAN_BUILD) -j$(JOBS) --target tape_tests core_tests hosting_tests ReelWarp_VST
-	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=0:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
+	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
 	    ctest --output-on-failure -j$(JOBS)
 
 bench: build
