@@ -71,9 +71,15 @@ struct DirectFormI
 
     double process(double in) noexcept
     {
-        double out = c.b[0] * in;
+        // The newest output is added last, so that the recursion from one
+        // sample to the next is a single multiply and add.
+        double feedForward = c.b[0] * in;
         for (size_t i = 0; i < Order; ++i)
-            out += c.b[i + 1] * x[i] - c.a[i + 1] * y[i];
+            feedForward += c.b[i + 1] * x[i];
+        double olderFeedback = 0.0;
+        for (size_t i = Order - 1; i > 0; --i)
+            olderFeedback -= c.a[i + 1] * y[i];
+        const double out = (feedForward + olderFeedback) - c.a[1] * y[0];
         for (size_t i = Order - 1; i > 0; --i)
         {
             x[i] = x[i - 1];

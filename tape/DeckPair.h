@@ -64,7 +64,9 @@ struct DeckPair
     }
 };
 
-// One channel through its pair, in place, for one set of modes.
+// One channel through its pair, in place, for one set of modes. Deck A runs
+// on the channel and deck B on a copy; their samples are interleaved, which
+// changes nothing in either deck but lets the processor overlap their work.
 template <bool LfoMode, uint32_t Encoder, uint32_t Decoder>
 void processChannel(DeckPair& pair, float* buffer, int frames, float* deviation) noexcept
 {
@@ -72,15 +74,19 @@ void processChannel(DeckPair& pair, float* buffer, int frames, float* deviation)
     {
         const int n = std::min(DeckPair::maxSlice, frames - start);
         float* x = buffer + start;
-        float copy[DeckPair::maxSlice];
-        std::copy(x, x + n, copy);
-        pair.deckA.process<LfoMode, Encoder, Decoder, false>(x, n, deviation + start);
-        pair.deckB.process<LfoMode, Encoder, Decoder, true>(copy, n, deviation + start);
-        if (pair.phaseInvert)
-            for (int i = 0; i < n; ++i)
-                copy[i] *= -1.0f;
+        float* dev = deviation + start;
+        auto sliceA = pair.deckA.beginSlice();
+        auto sliceB = pair.deckB.beginSlice();
+        const float sign = pair.phaseInvert ? -1.0f : 1.0f;
         for (int i = 0; i < n; ++i)
-            x[i] += copy[i];
+        {
+            float deviationA;
+            const float a = pair.deckA.step<LfoMode, Encoder, Decoder, false>(sliceA, x[i], deviationA);
+            const float b = pair.deckB.step<LfoMode, Encoder, Decoder, true>(sliceB, x[i], dev[i]);
+            x[i] = a + b * sign;
+        }
+        pair.deckA.endSlice(n, sliceA);
+        pair.deckB.endSlice(n, sliceB);
     }
 }
 

@@ -41,6 +41,7 @@ struct RecordHead
     double gateCoefficient = 0.0;
     double gateEnvelope = 0.0;
     int lastNewtonSteps = 0;
+    double kOverB = 0.0; // K / b, kept with its factors
 
     void prepare(double K) noexcept
     {
@@ -53,6 +54,7 @@ struct RecordHead
         noiseSum = 0.0f;
         H = 0.0;
         clear();
+        kOverB = K / b;
         gateRate = K;
         gateCoefficient = (2.0 * gateTime * K - 1.0) / (2.0 * gateTime * K + 1.0);
     }
@@ -65,7 +67,11 @@ struct RecordHead
     }
 
     void setA(double v) noexcept { a = v; }
-    void setB(double v) noexcept { b = v; }
+    void setB(double v) noexcept
+    {
+        b = v;
+        kOverB = sampleRate / b;
+    }
     double getA() const noexcept { return a; }
     double getB() const noexcept { return b; }
     void setNoiseAmount(double v) noexcept { noiseAmount = v; }
@@ -153,7 +159,7 @@ struct RecordHead
         H = static_cast<double>(n) * noiseAmount + x;
 
         const double K = sampleRate;
-        const double kb = K / b;
+        const double kb = kOverB;
         int steps = 0;
         double step;
         do

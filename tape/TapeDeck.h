@@ -202,53 +202,78 @@ struct TapeDeck
             return fadeCurveA(relativePosition, fade);
     }
 
-    // One slice, in place. Every mode is fixed at compile time.
+    // What a slice computes once: the LFO's increment, normaliser and shape.
+    struct Slice
+    {
+        float increment;
+        float phase;
+        float normaliser;
+        float shapeExponent;
+        uint64_t w;
+    };
+
+    Slice beginSlice() const noexcept
+    {
+        return { static_cast<float>(static_cast<double>(lfoRate) / sampleRate), lfoRunningPhase, lfoNormaliser(),
+                 lfoShapeExponent(lfoShape), sampleCount % tapeLength };
+    }
+
+    // One sample through every stage. Every mode is fixed at compile time.
+    template <bool LfoMode, uint32_t Encoder, uint32_t Decoder, bool DeckB>
+    float step(Slice& slice, float input, float& deviation) noexcept
+    {
+        const uint64_t w = slice.w;
+        slice.w = w + 1 == tapeLength ? 0 : w + 1;
+        inputRing[w] = static_cast<double>(input) * inputGain;
+        const double d = demagnetizer.gain(sampleCount);
+        if (recordHead.isOn())
+            inputRing[w] *= d;
+        if constexpr (LfoMode)
+        {
+            relativePosition =
+                (lfoValueWithExponent(slice.phase, lfoPhase, slice.shapeExponent, lfoSymmetry, lfoSwing) * slice.normaliser
+                 + 1.0f)
+                * 0.5f;
+            slice.phase += slice.increment;
+        }
+        const auto r = static_cast<uint32_t>(sampleCount % samplesPerTick);
+        if (r == 0)
+            controlTick<DeckB>();
+        deviation = deviationBefore + (deviationNow - deviationBefore) * 0.03125f * static_cast<float>(r);
+
+        const double s = readTaps(w);
+        const double u = std::tanh(s * drive * 0.01) * 100.0;
+        const auto compensation = static_cast<double>(driveCompensation.value());
+        recordHead.setNoiseAmount(compensation * noiseGain);
+        const double e = noiseReduction.encode<Encoder>(u);
+        const double m = recordHead.process(e);
+        const double g = noiseReduction.decode<Decoder>(m);
+        const double h = playHead.process(g);
+        const double y = h / compensation;
+        outputRing[w] = y;
+        driveCompensation.advance(1);
+        ++sampleCount;
+        if constexpr (LfoMode)
+            return static_cast<float>(y * 0.5);
+        else
+            return static_cast<float>(y * fadeWeight<DeckB>());
+    }
+
+    void endSlice(int frames, const Slice& slice) noexcept
+    {
+        lfoRunningPhase += static_cast<float>(frames) * slice.increment;
+        readHeads[0].firstBlock = 0;
+        readHeads[1].firstBlock = 0;
+    }
+
+    // One slice, in place.
     template <bool LfoMode, uint32_t Encoder, uint32_t Decoder, bool DeckB>
     void process(float* x, int frames, float* deviation) noexcept
     {
-        const auto increment = static_cast<float>(static_cast<double>(lfoRate) / sampleRate);
-        float phase = lfoRunningPhase;
-        const float normaliser = lfoNormaliser();
-        const float shapeExponent = lfoShapeExponent(lfoShape);
-        uint64_t w = sampleCount % tapeLength;
-        for (int i = 0; i < frames; ++i, w = w + 1 == tapeLength ? 0 : w + 1)
-        {
-            inputRing[w] = static_cast<double>(x[i]) * inputGain;
-            const double d = demagnetizer.gain(sampleCount);
-            if (recordHead.isOn())
-                inputRing[w] *= d;
-            if constexpr (LfoMode)
-            {
-                relativePosition =
-                    (lfoValueWithExponent(phase, lfoPhase, shapeExponent, lfoSymmetry, lfoSwing) * normaliser + 1.0f)
-                    * 0.5f;
-                phase += increment;
-            }
-            const auto r = static_cast<uint32_t>(sampleCount % samplesPerTick);
-            if (r == 0)
-                controlTick<DeckB>();
-            deviation[i] = deviationBefore + (deviationNow - deviationBefore) * 0.03125f * static_cast<float>(r);
-
-            const double s = readTaps(w);
-            const double u = std::tanh(s * drive * 0.01) * 100.0;
-            const auto compensation = static_cast<double>(driveCompensation.value());
-            recordHead.setNoiseAmount(compensation * noiseGain);
-            const double e = noiseReduction.encode<Encoder>(u);
-            const double m = recordHead.process(e);
-            const double g = noiseReduction.decode<Decoder>(m);
-            const double h = playHead.process(g);
-            const double y = h / compensation;
-            outputRing[w] = y;
-            if constexpr (LfoMode)
-                x[i] = static_cast<float>(y * 0.5);
-            else
-                x[i] = static_cast<float>(y * fadeWeight<DeckB>());
-            driveCompensation.advance(1);
-            ++sampleCount;
-        }
-        lfoRunningPhase += static_cast<float>(frames) * increment;
-        readHeads[0].firstBlock = 0;
-        readHeads[1].firstBlock = 0;
+        Slice slice = beginSlice();
+        for (int i = 0; i < frames; ++i)
+            x[i] = step<LfoMode, Encoder, Decoder, DeckB>(slice, x[i], deviation[i]);
+        endSlice(frames, slice);
     }
 };
 
