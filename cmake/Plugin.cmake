@@ -30,6 +30,7 @@ juce_add_plugin(ReelWarp
     COPY_PLUGIN_AFTER_BUILD FALSE)
 
 target_sources(ReelWarp PRIVATE ${CMAKE_SOURCE_DIR}/plugin/PluginEntry.cpp)
+add_dependencies(ReelWarp reelwarp_resource_archive)
 target_compile_definitions(ReelWarp PUBLIC
     ${REELWARP_JUCE_DEFINITIONS}
     # Debian's JUCE drops the LV2URI argument and would fall back to a relative URI.

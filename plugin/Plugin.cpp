@@ -23,7 +23,8 @@ Plugin::Plugin()
                                .withInput("Input", juce::AudioChannelSet::stereo(), true)
                                .withOutput("Output", juce::AudioChannelSet::stereo(), true)),
       engine(std::make_shared<Engine>()),
-      renderContext(std::make_unique<RenderContext>())
+      renderContext(std::make_unique<RenderContext>()),
+      settings(std::make_unique<Settings>(Settings::formatBranch(formatSuffix(wrapperType))))
 {
     pendingEvents.reserve(pendingEventCapacity);
     block.main.reserve(8, 0);
@@ -33,6 +34,19 @@ Plugin::Plugin()
 Plugin::~Plugin()
 {
     --instanceCount;
+}
+
+juce::String Plugin::formatSuffix(WrapperType type)
+{
+    switch (type)
+    {
+        case wrapperType_VST: return "VST";
+        case wrapperType_VST3: return "VST3";
+        case wrapperType_LV2: return "LV2";
+        case wrapperType_AAX: return "AAX";
+        case wrapperType_Standalone: return "SA";
+        default: return {};
+    }
 }
 
 void Plugin::setEngine(std::shared_ptr<Engine> newEngine)

@@ -3,6 +3,7 @@
 #include "engine/Bus.h"
 #include "engine/Engine.h"
 #include "engine/RenderContext.h"
+#include "files/Settings.h"
 #include "plugin/HostAudioBlock.h"
 
 #include <juce_audio_processors/juce_audio_processors.h>
@@ -63,6 +64,9 @@ public:
     const std::vector<EngineEvent>& getPendingEvents() const noexcept { return pendingEvents; }
 
     static int getInstanceCount() noexcept { return instanceCount.load(); }
+    // The branch of this instance's plug-in format.
+    Settings& getSettings() noexcept { return *settings; }
+    static juce::String formatSuffix(WrapperType type);
 
 protected:
     void setEngine(std::shared_ptr<Engine> newEngine);
@@ -83,6 +87,7 @@ private:
     double expectedBeatPosition = 0.0;
     TransportHead previousPosition;
     juce::AudioBuffer<float> silentChannels;
+    std::unique_ptr<Settings> settings;
     int silentBlockSize = 0;
     int silentChannelCount = 0;
     bool needsPrepare = true;

@@ -1,5 +1,7 @@
 #include "plugin/ReelwarpPlugin.h"
 
+#include "files/Mounting.h"
+#include "plugin/PluginDefinition.h"
 #include "plugin/TapeSpine.h"
 
 #include <cstring>
@@ -9,6 +11,7 @@ namespace qel
 
 ReelwarpPlugin::ReelwarpPlugin()
 {
+    mountOncePerProcess(ReelwarpPluginDefinition::get().getBundleIdentifier());
     auto newEngine = std::make_shared<Engine>();
     auto effect = std::make_shared<TapeSpine>();
     effect->setName(effectName);

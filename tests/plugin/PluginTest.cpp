@@ -327,3 +327,24 @@ TEST(ReelwarpPlugin, NoHeapAllocationOnTheAudioThreadAfterTheFirstBlock)
 }
 
 } // namespace
+
+#include "files/VFSHolder.h"
+
+namespace
+{
+
+TEST(ReelwarpPlugin, MountsTheResourceArchiveOncePerProcess)
+{
+    qel::ReelwarpPlugin first;
+    auto* holder = qel::VFSHolder::getInstance();
+    ASSERT_NE(holder->findVolume("Resource"), nullptr);
+    EXPECT_TRUE(holder->findVolume("Resource")->isValid());
+    const auto mounted = holder->getVolumes().size();
+    qel::ReelwarpPlugin second;
+    EXPECT_EQ(holder->getVolumes().size(), mounted);
+    std::vector<qel::Volume::Entry> entries;
+    holder->listFolder("$Resource/resource", entries);
+    EXPECT_FALSE(entries.empty());
+}
+
+} // namespace

@@ -2,10 +2,21 @@
 
 #include <gtest/gtest.h>
 
-// The test thread is the message thread, as a host's would be.
+#include <cstdlib>
+
+// The test thread is the message thread, as a host's would be. Settings go
+// to a folder of the run's own, never to the user's.
 int main(int argc, char** argv)
 {
     ::testing::InitGoogleTest(&argc, argv);
-    juce::ScopedJuceInitialiser_GUI juce;
-    return RUN_ALL_TESTS();
+    const auto config = juce::File::createTempFile("reelwarp-test-config");
+    config.createDirectory();
+    setenv("XDG_CONFIG_HOME", config.getFullPathName().toRawUTF8(), 1);
+    int result = 0;
+    {
+        juce::ScopedJuceInitialiser_GUI juce;
+        result = RUN_ALL_TESTS();
+    }
+    config.deleteRecursively();
+    return result;
 }
