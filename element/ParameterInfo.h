@@ -1,0 +1,125 @@
+#pragma once
+
+#include "element/ParameterDescription.h"
+
+#include <atomic>
+#include <cstdint>
+
+namespace qel
+{
+
+class ElementParamEnvelope;
+
+// One element's binding of one parameter: the description, the getter and
+// setter of its state, and a deferred value that the audio thread applies
+// at the next block start.
+class ParameterInfoBase
+{
+public:
+    virtual ~ParameterInfoBase() = default;
+    virtual ElementParamEnvelope* connection() const = 0;
+    virtual const ParameterDescriptionBase& description() const = 0;
+    virtual ValueType valueType() const { return description().valueType; }
+    virtual bool isPending() const = 0;
+    // Clears the pending mark and writes the pending value into the target.
+    virtual void applyPending(void* element, void* state) = 0;
+    virtual uint32_t id() const { return description().id; }
+};
+
+template <typename T>
+class ParameterInfo : public ParameterInfoBase
+{
+public:
+    // Both take the object they act on (the element for element-level and
+    // read-only parameters, else a state) and the bound indices.
+    using Getter = T (*)(const void* target, const uint16_t* indices);
+    using Setter = void (*)(void* target, const uint16_t* indices, T value);
+
+    ParameterInfo(const ParameterDescription<T>* description, Getter getter, Setter setter,
+                  std::initializer_list<uint16_t> indices = {})
+        : descriptionPointer(description), getterFunction(getter), setterFunction(setter)
+    {
+        for (auto i : indices)
+            if (indexCount < 3)
+                boundIndices[indexCount++] = i;
+    }
+
+    ElementParamEnvelope* connection() const override { return envelope; }
+    void setConnection(ElementParamEnvelope* e) noexcept { envelope = e; }
+    const ParameterDescriptionBase& description() const override { return *descriptionPointer; }
+    const ParameterDescription<T>& typedDescription() const noexcept { return *descriptionPointer; }
+
+    bool isPending() const override { return pendingFlag.load(std::memory_order_acquire) != 0; }
+
+    void setPending(T value) noexcept
+    {
+        storePending(value);
+        pendingFlag.store(1, std::memory_order_release);
+    }
+
+    // The pending value, if any, without taking it.
+    bool peekPending(T& value) const noexcept
+    {
+        if (!isPending())
+            return false;
+        value = loadPending();
+        return true;
+    }
+
+    void applyPending(void* element, void* state) override
+    {
+        if (pendingFlag.exchange(0, std::memory_order_acq_rel) == 0)
+            return;
+        set(targetFor(element, state), loadPending());
+    }
+
+    T get(const void* target) const { return getterFunction(target, boundIndices); }
+    void set(void* target, T value) { setterFunction(target, boundIndices, value); }
+
+    int indexCountBound() const noexcept { return indexCount; }
+    const uint16_t* indices() const noexcept { return boundIndices; }
+
+private:
+    void* targetFor(void* element, void* state) const noexcept
+    {
+        const auto& d = description();
+        return d.has(ParameterFlags::elementLevel) || d.has(ParameterFlags::readOnly) ? element : state;
+    }
+
+    void storePending(T value) noexcept
+    {
+        if constexpr (std::is_same_v<T, String>)
+        {
+            const juce::SpinLock::ScopedLockType sl(stringLock);
+            pendingString = value;
+        }
+        else
+            pendingValue.store(value, std::memory_order_relaxed);
+    }
+
+    T loadPending() const noexcept
+    {
+        if constexpr (std::is_same_v<T, String>)
+        {
+            const juce::SpinLock::ScopedLockType sl(stringLock);
+            return pendingString;
+        }
+        else
+            return pendingValue.load(std::memory_order_relaxed);
+    }
+
+    using Atomic = std::conditional_t<std::is_same_v<T, String>, std::atomic<int>, std::atomic<T>>;
+
+    const ParameterDescription<T>* descriptionPointer;
+    ElementParamEnvelope* envelope = nullptr;
+    Getter getterFunction;
+    Setter setterFunction;
+    Atomic pendingValue {};
+    String pendingString;
+    mutable juce::SpinLock stringLock;
+    std::atomic<uint8_t> pendingFlag { 0 };
+    uint16_t boundIndices[3] {};
+    int indexCount = 0;
+};
+
+} // namespace qel
