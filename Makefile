@@ -18,7 +18,9 @@ export CCACHE_BASEDIR := $(CURDIR)
 export CCACHE_NOHASHDIR := true
 export CCACHE_MAXSIZE ?= 8G
 
-.PHONY: all deps configure build install demo test test-fast test-asan bench clean
+TSAN_BUILD ?= build-tsan
+
+.PHONY: all deps configure build install demo test test-fast test-asan test-tsan bench clean
 
 all: build
 
@@ -53,8 +55,8 @@ demo: install
 	$(BUILD)/tools/reelwarp-render --demo $(OUT)/demo-reelwarp.wav --dry $(OUT)/demo-dry.wav
 	@echo "Listen: $(OUT)/demo-dry.wav (input) and $(OUT)/demo-reelwarp.wav (through Reel Warp)"
 
-# Everything CI runs: the release build's tests, then the AddressSanitizer build's.
-test: test-fast test-asan
+# Everything CI runs: the release build's tests, then the sanitizer builds'.
+test: test-fast test-asan test-tsan
 
 test-fast: build
 	cd $(BUILD) && ctest --output-on-failure -j$(JOBS)
@@ -62,12 +64,19 @@ test-fast: build
 test-asan: deps
 	CC=clang-19 CXX=clang++-19 cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	    -DREELWARP_SANITIZE=address -DREELWARP_BENCH=OFF
-	cmake --build $(ASAN_BUILD) -j$(JOBS) --target tape_tests core_tests hosting_tests ReelWarp_VST
+	cmake --build $(ASAN_BUILD) -j$(JOBS) --target reelwarp_tests
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
 	    ctest --output-on-failure -j$(JOBS)
+
+# The concurrent parts under ThreadSanitizer.
+test-tsan: deps
+	CC=clang-19 CXX=clang++-19 cmake -S . -B $(TSAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	    -DREELWARP_SANITIZE=thread -DREELWARP_PLUGINS=OFF -DREELWARP_BENCH=OFF
+	cmake --build $(TSAN_BUILD) -j$(JOBS) --target reelwarp_tests
+	cd $(TSAN_BUILD) && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 ctest --output-on-failure -j$(JOBS)
 
 bench: build
 	$(BUILD)/bench/reelwarp_bench
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(OUT)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(TSAN_BUILD) $(OUT)
