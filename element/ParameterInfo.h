@@ -57,6 +57,8 @@ public:
         pendingFlag.store(1, std::memory_order_release);
     }
 
+    void clearPending() noexcept { pendingFlag.store(0, std::memory_order_release); }
+
     // The pending value, if any, without taking it.
     bool peekPending(T& value) const noexcept
     {

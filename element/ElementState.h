@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+
+namespace qel
+{
+
+class Element;
+class ScratchArena;
+
+// The per-instance data that processing reads; an element has a reference
+// state (the base values) and a process state (what the audio code reads).
+class ElementState
+{
+public:
+    explicit ElementState(Element* owner) : element(owner) {}
+    virtual ~ElementState() = default;
+    virtual void prepare(double sampleRate, int maximumBlockSize) { (void) sampleRate, (void) maximumBlockSize; }
+    virtual void reset() {}
+    // A copy in the arena, for a voice; none where a state has no voices.
+    virtual ElementState* cloneState(ScratchArena& arena) const { (void) arena; return nullptr; }
+
+    Element* element;
+    uint16_t version = 0;
+    uint8_t stateFlags = 0;
+};
+
+} // namespace qel

@@ -1,0 +1,261 @@
+#include "element/Element.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
+
+namespace
+{
+
+using qel::Element;
+using qel::ParameterDescription;
+using qel::String;
+
+struct GainState : qel::ElementState
+{
+    using ElementState::ElementState;
+    float gain = -1.0f;
+    bool on = false;
+};
+
+// A small element type with a state-level float, a bool, and an
+// element-level text, as a concrete element declares them.
+struct GainElement : Element
+{
+    static const ParameterDescription<float>& gainDescription()
+    {
+        static const ParameterDescription<float> d("TestGain", 0.5f, { 0.0f, 1.0f });
+        return d;
+    }
+    static uint32_t gainId()
+    {
+        static const uint32_t id = qel::ParameterRegistry::get().registerFloat(gainDescription());
+        return id;
+    }
+    static uint32_t onId()
+    {
+        static const uint32_t id = qel::ParameterRegistry::get().registerBool(ParameterDescription<bool>("TestOn", true));
+        return id;
+    }
+    static uint32_t labelId()
+    {
+        static const uint32_t id =
+            qel::ParameterRegistry::get().registerString(ParameterDescription<String>("TestLabel", "none", false, true));
+        return id;
+    }
+
+    String label;
+
+    explicit GainElement(const String& name, const String& type = "Gain") : Element(type, name)
+    {
+        setStates(std::make_unique<GainState>(this), std::make_unique<GainState>(this));
+        auto& r = qel::ParameterRegistry::get();
+        addParameter(std::make_unique<qel::ParameterInfo<float>>(
+            &r.floatDescription(gainId()), [](const void* s, const uint16_t*) { return static_cast<const GainState*>(s)->gain; },
+            [](void* s, const uint16_t*, float v) { static_cast<GainState*>(s)->gain = v; }));
+        addParameter(std::make_unique<qel::ParameterInfo<bool>>(
+            &r.boolDescription(onId()), [](const void* s, const uint16_t*) { return static_cast<const GainState*>(s)->on; },
+            [](void* s, const uint16_t*, bool v) { static_cast<GainState*>(s)->on = v; }));
+        addParameter(std::make_unique<qel::ParameterInfo<String>>(
+            &r.stringDescription(labelId()),
+            [](const void* e, const uint16_t*) { return static_cast<const GainElement*>(e)->label; },
+            [](void* e, const uint16_t*, String v) { static_cast<GainElement*>(e)->label = v; }));
+    }
+
+    GainState& reference() { return *static_cast<GainState*>(getReferenceState()); }
+    GainState& process() { return *static_cast<GainState*>(getProcessState()); }
+};
+
+// Root "Engine" (type Engine) > "Rack" (type Rack) > "A", "B"; "Solo" beside the rack.
+struct Tree
+{
+    std::unique_ptr<Element> root = std::make_unique<Element>("Engine", "Engine");
+    Element* rack;
+    GainElement* a;
+    GainElement* b;
+    Element* solo;
+
+    Tree()
+    {
+        auto r = std::make_unique<Element>("Rack", "Rack");
+        rack = r.get();
+        root->addChild(std::move(r));
+        auto s = std::make_unique<GainElement>("Solo");
+        solo = s.get();
+        root->addChild(std::move(s));
+        auto second = std::make_unique<GainElement>("B");
+        b = second.get();
+        rack->addChild(std::move(second));
+        auto first = std::make_unique<GainElement>("A");
+        a = first.get();
+        rack->addChild(std::move(first));
+    }
+};
+
+TEST(Element, ChildrenStaySortedAndPathsHaveNoLeadingSlash)
+{
+    Tree t;
+    EXPECT_EQ(t.rack->getChild(0), t.a); // added second, sorted first
+    EXPECT_EQ(t.a->getPath(), "Engine/Rack/A");
+    EXPECT_EQ(t.root->getPath(), "Engine");
+    EXPECT_EQ(t.a->getParent(), t.rack);
+}
+
+TEST(Element, FindChildWalksPathsTypesAndAliases)
+{
+    Tree t;
+    EXPECT_EQ(t.rack->findChild("A"), t.a);
+    EXPECT_EQ(t.a->findChild("../B"), t.b);
+    EXPECT_EQ(t.a->findChild("./../B"), t.b);
+    EXPECT_EQ(t.a->findChild("/Solo"), t.solo);
+    EXPECT_EQ(t.a->findChild("$Rack/B"), t.b);     // nearest element of that type, climbing
+    EXPECT_EQ(t.a->findChild("$Engine/Rack/A"), t.a);
+    EXPECT_EQ(t.a->findChild("$Gain/../B"), t.b);  // itself counts
+    EXPECT_EQ(t.a->findChild("$Nothing/B"), nullptr);
+    EXPECT_EQ(t.rack->findChild("C"), nullptr);     // a bare name that is not a child
+    EXPECT_EQ(t.a->findChild("../C/D"), nullptr);
+
+    qel::ElementProperty alias;
+    alias.value = String("../B");
+    t.a->setProperty("Partner", alias);
+    EXPECT_EQ(t.a->findChild("Partner"), t.b);
+    EXPECT_TRUE(t.a->hasProperty("Partner"));
+    EXPECT_FALSE(t.a->getProperty("Missing").value.has_value());
+}
+
+TEST(Element, UniqueChildNamesCountUpFromTheFirstFree)
+{
+    Tree t;
+    EXPECT_EQ(t.rack->makeUniqueChildName("Gain", 0), "Gain0");
+    t.rack->addChild(std::make_unique<GainElement>("Gain0"));
+    t.rack->addChild(std::make_unique<GainElement>("Gain1"));
+    EXPECT_EQ(t.rack->makeUniqueChildName("Gain", 0), "Gain2");
+}
+
+TEST(Element, FindElementsMatchesAWildcardOnTheLastComponent)
+{
+    Tree t;
+    t.rack->addChild(std::make_unique<GainElement>("Bass"));
+    juce::Array<Element*> found;
+    t.root->findElements("Rack/B*", found);
+    EXPECT_EQ(found.size(), 2);
+    found.clear();
+    t.rack->findElements("A", found);
+    EXPECT_EQ(found.size(), 1);
+}
+
+TEST(Element, DefaultsReachBothStates)
+{
+    GainElement e("E");
+    EXPECT_EQ(e.reference().gain, 0.5f);
+    EXPECT_EQ(e.process().gain, 0.5f);
+    EXPECT_TRUE(e.reference().on);
+    EXPECT_EQ(e.label, "none");
+}
+
+TEST(Element, GettersSeeAPendingValueBeforeTheFlush)
+{
+    GainElement e("E");
+    const auto id = GainElement::gainId();
+    e.setParameterFloatDeferred(id, 0.8f, true);
+    EXPECT_EQ(e.getParameterFloat(id), 0.8f);
+    EXPECT_EQ(e.reference().gain, 0.5f);
+    const auto version = e.getStateVersion();
+    e.flushPending();
+    EXPECT_EQ(e.reference().gain, 0.8f);
+    EXPECT_EQ(e.process().gain, 0.5f); // the process state follows through its envelope
+    EXPECT_EQ(e.getStateVersion(), version + 1);
+    e.flushPending(); // nothing pending: no new version
+    EXPECT_EQ(e.getStateVersion(), version + 1);
+
+    // An immediate set reaches both states and drops a pending value.
+    e.setParameterFloatDeferred(id, 0.1f, true);
+    e.setParameterFloat(id, 0.3f);
+    EXPECT_EQ(e.getParameterFloat(id), 0.3f);
+    EXPECT_EQ(e.process().gain, 0.3f);
+    e.flushPending();
+    EXPECT_EQ(e.reference().gain, 0.3f);
+
+    // Not deferred: the reference state at once, the process state later.
+    e.setParameterFloatDeferred(id, 0.6f, false);
+    EXPECT_EQ(e.reference().gain, 0.6f);
+    EXPECT_EQ(e.process().gain, 0.3f);
+}
+
+TEST(Element, TypedFindsRefuseOtherTypes)
+{
+    GainElement e("E");
+    EXPECT_NE(e.findFloatParameter(GainElement::gainId()), nullptr);
+    EXPECT_EQ(e.findFloatParameter(GainElement::onId()), nullptr);
+    EXPECT_EQ(e.findBoolParameter(GainElement::gainId()), nullptr);
+    EXPECT_EQ(e.findStringParameter(GainElement::onId()), nullptr);
+    EXPECT_EQ(e.findIntParameter(99999), nullptr);
+    Element::Error error = false;
+    e.getParameterFloat(99999, &error);
+    EXPECT_TRUE(error);
+    EXPECT_EQ(e.findParameterId("TestOn"), GainElement::onId());
+    EXPECT_EQ(e.findParameterId("testOn"), 0u);
+}
+
+TEST(Element, ElementLevelParametersActOnTheElement)
+{
+    GainElement e("E");
+    e.setParameterString(GainElement::labelId(), "hello");
+    EXPECT_EQ(e.label, "hello");
+    EXPECT_EQ(e.getParameterString(GainElement::labelId()), "hello");
+}
+
+TEST(Element, ChangesMarkTheChainThenNotifyInOrder)
+{
+    Tree t;
+    t.root->clearModified();
+    t.rack->clearModified();
+    t.a->clearModified();
+    std::vector<String> events;
+    t.rack->getSignals().modifiedChanged.connect([&](Element* e) { events.push_back("modified " + e->getName()); });
+    t.a->getSignals().modifiedChanged.connect([&](Element* e) { events.push_back("modified " + e->getName()); });
+    t.a->getSignals().parameterChanged.connect([&](const Element& e, int) { events.push_back("changed " + e.getName()); });
+    t.a->setParameterFloat(GainElement::gainId(), 0.9f);
+    EXPECT_EQ(events, (std::vector<String> { "modified A", "modified Rack", "changed A" }));
+    EXPECT_TRUE(t.root->isModified());
+
+    // Already marked: only the change itself.
+    events.clear();
+    t.a->setParameterFloat(GainElement::gainId(), 0.7f);
+    EXPECT_EQ(events, (std::vector<String> { "changed A" }));
+
+    // The asynchronous side arrives on the message thread.
+    int heard = 0;
+    t.a->getSignals().parameterChangedAsync.connect([&](const Element& e, int id) {
+        EXPECT_EQ(&e, t.a);
+        EXPECT_EQ(id, (int) GainElement::gainId());
+        ++heard;
+    });
+    t.a->setParameterFloatDeferred(GainElement::gainId(), 0.2f, true);
+    qel::ParameterChangeChannel::get().deliver();
+    EXPECT_EQ(heard, 1);
+}
+
+TEST(Element, RemovedChildrenAreHandedBack)
+{
+    Tree t;
+    std::vector<String> removed;
+    t.rack->getSignals().childRemoved.connect([&](Element*, Element* c) { removed.push_back(c->getName()); });
+    auto owned = t.rack->removeChild(t.b);
+    ASSERT_NE(owned, nullptr);
+    EXPECT_EQ(owned->getParent(), nullptr);
+    EXPECT_EQ(t.rack->getNumChildren(), 1);
+    EXPECT_EQ(removed, (std::vector<String> { "B" }));
+    EXPECT_EQ(t.rack->removeChild(owned.get()), nullptr);
+}
+
+TEST(Element, SyncToHostComesFromTheElementsOwnParameter)
+{
+    GainElement e("E");
+    EXPECT_FALSE(e.isSyncedToHost()); // no such parameter
+    EXPECT_GT(e.getMemoryUsage(), 0.0f);
+    EXPECT_EQ(&e.getLock(), &e.getLock());
+}
+
+} // namespace
