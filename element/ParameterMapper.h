@@ -28,6 +28,7 @@ class LinearParameterMapper : public ParameterMapper
 {
 public:
     LinearParameterMapper(float minimum, float maximum) : minimum(minimum), maximum(maximum) {}
+    void mapBlock(const ParameterContext* context, float* values, int count) const override;
     void map(const ParameterContext*, float& value) const override { value = minimum + value * (maximum - minimum); }
     void unmap(const ParameterContext*, float& value) const override { value = (value - minimum) / (maximum - minimum); }
     std::unique_ptr<ParameterMapper> clone() const override { return std::make_unique<LinearParameterMapper>(*this); }
@@ -47,6 +48,43 @@ public:
 
     static float ratioAtPosition(float position) noexcept;
     static float positionOfRatio(float ratio) noexcept;
+};
+
+// Power curve c; bipolar when minimum is -maximum, with the curve on each side of the centre.
+class CurveMapper : public ParameterMapper
+{
+public:
+    CurveMapper(float curve, float minimum, float maximum) : curve(curve), minimum(minimum), maximum(maximum) {}
+    void map(const ParameterContext* context, float& value) const override;
+    void unmap(const ParameterContext* context, float& value) const override;
+    std::unique_ptr<ParameterMapper> clone() const override { return std::make_unique<CurveMapper>(*this); }
+    bool isBipolar() const noexcept { return minimum == -maximum; }
+
+private:
+    float curve, minimum, maximum;
+};
+
+// Logarithmic between minimum and maximum, shifted by an offset; in double.
+class LogMapper : public ParameterMapper
+{
+public:
+    LogMapper(float minimum, float maximum, float offset = 0.0f) : minimum(minimum), maximum(maximum), offset(offset) {}
+    void map(const ParameterContext* context, float& value) const override;
+    void unmap(const ParameterContext* context, float& value) const override;
+    std::unique_ptr<ParameterMapper> clone() const override { return std::make_unique<LogMapper>(*this); }
+
+protected:
+    float minimum, maximum, offset;
+};
+
+// Logarithmic while free; the beat divisions when synchronised.
+class SyncLogMapper : public LogMapper
+{
+public:
+    using LogMapper::LogMapper;
+    void map(const ParameterContext* context, float& value) const override;
+    void unmap(const ParameterContext* context, float& value) const override;
+    std::unique_ptr<ParameterMapper> clone() const override { return std::make_unique<SyncLogMapper>(*this); }
 };
 
 } // namespace qel
