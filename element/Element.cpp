@@ -394,6 +394,7 @@ void Element::setImmediate(uint32_t id, const T& value)
         if (processState != nullptr)
             binding->set(processState.get(), value);
     }
+    parameterSetImmediately(*binding);
     notifyParameterChanged(binding->id());
 }
 

@@ -115,6 +115,8 @@ public:
     ElementState* getReferenceState() const noexcept { return referenceState.get(); }
     ElementState* getProcessState() const noexcept { return processState.get(); }
     uint16_t getStateVersion() const noexcept { return stateVersion; }
+    float getSampleRate() const noexcept { return sampleRate; }
+    uint16_t getMaxBlockSize() const noexcept { return maxBlockSize; }
     uint16_t getElementId() const noexcept { return elementId; }
     std::weak_ptr<Element*> getWeakReference() const { return selfReference; }
 
@@ -125,6 +127,8 @@ public:
     bool isSyncedToHost() const override;
 
 protected:
+    // After an immediate set has written both states.
+    virtual void parameterSetImmediately(ParameterInfoBase& binding) { juce::ignoreUnused(binding); }
     ParameterInfoBase* findBinding(uint32_t id) const;
     void notifyParameterChanged(uint32_t id);
 

@@ -26,3 +26,18 @@ public:
 };
 
 } // namespace qel
+
+namespace qel
+{
+
+// What a processing element's block reads beyond the base: where the
+// current control slice starts, and the bypass switch.
+class ProcessingElementState : public ElementState
+{
+public:
+    using ElementState::ElementState;
+    uint32_t sliceOffset = 0;
+    bool bypass = false;
+};
+
+} // namespace qel

@@ -1,0 +1,326 @@
+#include "element/ProcessingElement.h"
+
+#include <algorithm>
+
+namespace qel
+{
+
+ProcessingElement::ProcessingElement(const String& typeName, const String& name) : Element(typeName, name)
+{
+    setStates(std::make_unique<ProcessingElementState>(this), std::make_unique<ProcessingElementState>(this));
+    const auto& ids = FrameworkParameters::get();
+    auto& r = ParameterRegistry::get();
+    declareParameter(std::make_unique<ParameterInfo<String>>(
+        &r.stringDescription(ids.displayType),
+        [](const void* e, const uint16_t*) { return static_cast<const Element*>(e)->getTypeName(); },
+        [](void*, const uint16_t*, String) {}));
+    declareParameter(std::make_unique<ParameterInfo<bool>>(
+        &r.boolDescription(ids.bypass),
+        [](const void* s, const uint16_t*) { return static_cast<const ProcessingElementState*>(s)->bypass; },
+        [](void* s, const uint16_t*, bool v) { static_cast<ProcessingElementState*>(s)->bypass = v; }));
+}
+
+ProcessingElement::~ProcessingElement() = default;
+
+void ProcessingElement::declareParameter(std::unique_ptr<ParameterInfoBase> binding)
+{
+    auto* raw = binding.get();
+    addParameter(std::move(binding));
+    const auto& d = raw->description();
+    if (!d.has(ParameterFlags::modulable) || d.has(ParameterFlags::readOnly) || d.has(ParameterFlags::elementLevel))
+        return;
+    envelopes.push_back(std::make_unique<ElementParamEnvelope>(*this, *raw));
+    connectionList.push_back(envelopes.back().get());
+    // Room for every envelope, so that a block never allocates.
+    changedList.reserve(connectionList.size());
+}
+
+void ProcessingElement::parameterSetImmediately(ParameterInfoBase& binding)
+{
+    for (auto* e : connectionList)
+        if (&e->getBinding() == &binding)
+        {
+            const auto id = binding.id();
+            switch (binding.valueType())
+            {
+                case ValueType::intValue: e->jumpTo(static_cast<float>(getParameterInt(id))); break;
+                case ValueType::boolValue: e->jumpTo(getParameterBool(id) ? 1.0f : 0.0f); break;
+                default: e->jumpTo(getParameterFloat(id)); break;
+            }
+        }
+}
+
+uint32_t ProcessingElement::getTailFrames(RenderContext& context, int frames, ProcessingElementState& state)
+{
+    juce::ignoreUnused(context, frames, state);
+    return 0xFFFFFFFF;
+}
+
+void ProcessingElement::prepare()
+{
+    Element::prepare();
+    for (auto* e : connectionList)
+        e->setFormat(getSampleRate());
+}
+
+void ProcessingElement::resetProcessState()
+{
+    Element::resetProcessState();
+}
+
+bool ProcessingElement::queueEvent(const EngineEvent& event) noexcept
+{
+    const uint32_t w = ringWrite.load(std::memory_order_relaxed);
+    if (w - ringRead >= static_cast<uint32_t>(eventRingSize))
+        return false;
+    ring[w % eventRingSize] = event;
+    ringWrite.store(w + 1, std::memory_order_release);
+    return true;
+}
+
+void ProcessingElement::setOutputStream(int index, Bus* stream)
+{
+    if (index == 0)
+        output = stream;
+}
+
+void ProcessingElement::updateState(RenderContext& context, int frames, ProcessingElementState& state)
+{
+    juce::ignoreUnused(context);
+    const uint16_t previous = state.version;
+    state.version = getStateVersion();
+    changedList.clear();
+    // With nothing new and nothing still moving, only live links would run; this product has none.
+    if ((state.stateFlags & 2) == 0 && previous == state.version)
+        return;
+    state.stateFlags &= static_cast<uint8_t>(~2);
+    bool stillMoving = false;
+    for (auto* e : connectionList)
+    {
+        if (e->update(state, state.version, frames))
+        {
+            e->writeSlice(state, 0);
+            changedList.push_back(e);
+        }
+        stillMoving = stillMoving || e->isRamping();
+    }
+    // A ramp asks for the next block too.
+    if (stillMoving)
+        state.stateFlags |= 2;
+}
+
+void ProcessingElement::sliceUpdate(int slice, ProcessingElementState& state)
+{
+    for (auto* e : changedList)
+        e->writeSlice(state, slice);
+}
+
+void ProcessingElement::syncProcessState()
+{
+    auto* reference = getReferenceState();
+    auto* process = getProcessState();
+    if (reference == nullptr || process == nullptr)
+        return;
+    for (const auto& b : getParameters())
+    {
+        const auto& d = b->description();
+        if (d.has(ParameterFlags::readOnly) || d.has(ParameterFlags::elementLevel))
+            continue;
+        switch (b->valueType())
+        {
+            case ValueType::floatValue:
+                static_cast<ParameterInfo<float>*>(b.get())->set(process, getParameterFloat(b->id()));
+                break;
+            case ValueType::intValue: static_cast<ParameterInfo<int>*>(b.get())->set(process, getParameterInt(b->id())); break;
+            case ValueType::boolValue: static_cast<ParameterInfo<bool>*>(b.get())->set(process, getParameterBool(b->id())); break;
+            case ValueType::stringValue:
+                static_cast<ParameterInfo<String>*>(b.get())->set(process, getParameterString(b->id()));
+                break;
+            default: break;
+        }
+    }
+}
+
+void ProcessingElement::render(RenderContext& context, int frames)
+{
+    const auto mark = context.arenas[0].mark();
+    auto& state = getProcessingState();
+    flushPending();
+    updateState(context, frames, state);
+    if (state.bypass && !processesWhenBypassed())
+    {
+        // The stream keeps what it holds: the input passes through.
+        if ((state.stateFlags & 1) == 0)
+        {
+            state.stateFlags |= 1;
+            sliceUpdate(frames > 0 ? (frames + sliceFrames - 1) / sliceFrames - 1 : 0, state);
+            state.stateFlags &= static_cast<uint8_t>(~1);
+        }
+    }
+    else
+    {
+        process(context, frames, state);
+    }
+    context.arenas[0].restore(mark);
+}
+
+void ProcessingElement::process(RenderContext& context, int frames, ProcessingElementState& state)
+{
+    if ((state.stateFlags & 1) != 0)
+    {
+        processUnsliced(context, state, frames);
+        return;
+    }
+    state.stateFlags |= 1;
+    state.sliceOffset = 0;
+    for (int slice = 0; state.sliceOffset < static_cast<uint32_t>(frames); ++slice)
+    {
+        sliceUpdate(slice, state);
+        processUnsliced(context, state, std::min(sliceFrames, frames - static_cast<int>(state.sliceOffset)));
+        state.sliceOffset += sliceFrames;
+    }
+    state.stateFlags &= static_cast<uint8_t>(~1);
+}
+
+void ProcessingElement::processEvents(RenderContext& context, const EngineEvent* events, int count, int frames)
+{
+    juce::ignoreUnused(frames);
+    if (getProcessingState().bypass)
+        return;
+    const uint32_t w = ringWrite.load(std::memory_order_acquire);
+    const int queued = static_cast<int>(w - ringRead);
+    if (queued == 0 && (processingFlags & filtersEvents) == 0)
+    {
+        handleEvents(context, events, count);
+        return;
+    }
+    auto* merged = context.arenas[1].allocateArray<EngineEvent>(static_cast<size_t>(queued + count));
+    int n = 0;
+    for (int i = 0; i < count; ++i)
+        if (acceptEvent(events[i]))
+            merged[n++] = events[i];
+    for (int i = 0; i < queued; ++i)
+        merged[n++] = ring[(ringRead + static_cast<uint32_t>(i)) % eventRingSize];
+    ringRead = w;
+    sortEventsByPosition(merged, merged + n);
+    handleEvents(context, merged, n);
+}
+
+void ProcessingElement::handleEvents(RenderContext& context, const EngineEvent* events, int count)
+{
+    juce::ignoreUnused(context);
+    for (int i = 0; i < count; ++i)
+        handleEvent(events[i], i);
+}
+
+// Parameter events: 267 a float, 268 an int, 269 a bool, for this element
+// (or none named) and sub-index 0, set as a deferred value that is not deferred.
+void ProcessingElement::handleEvent(const EngineEvent& event, int index)
+{
+    juce::ignoreUnused(index);
+    if (event.type < EngineEvent::ParameterImmediate || event.type > EngineEvent::ParameterEvent)
+        return;
+    const auto target = event.tail.parameter.target;
+    if ((target != 0 && target != static_cast<uint32_t>(getElementId()) + 1) || event.data1 != 0)
+        return;
+    const auto id = event.tail.parameter.parameterId;
+    const double value = event.tail.parameter.value;
+    if (event.type == EngineEvent::ParameterImmediate && findFloatParameter(id) != nullptr)
+        setParameterFloatDeferred(id, static_cast<float>(value), false);
+    else if (event.type == EngineEvent::ParameterDeferred && findIntParameter(id) != nullptr)
+        setParameterIntDeferred(id, static_cast<int>(value), false);
+    else if (event.type == EngineEvent::ParameterEvent && findBoolParameter(id) != nullptr)
+        setParameterBoolDeferred(id, value != 0.0, false);
+}
+
+// --- the slice loop of an effect ---
+
+void BasicProcessingElement::setOutputStream(int index, Bus* newStream)
+{
+    ProcessingElement::setOutputStream(index, newStream);
+    if (index != 0)
+        return;
+    stream = newStream;
+    channelCount = newStream != nullptr ? static_cast<uint32_t>(newStream->getNumChannels()) : 0;
+}
+
+void BasicProcessingElement::prepare()
+{
+    ProcessingElement::prepare();
+    tailUnknown = true;
+}
+
+void BasicProcessingElement::process(RenderContext& context, int frames, ProcessingElementState& state)
+{
+    if (stream == nullptr)
+        return;
+    const bool silent = stream->isSilent();
+    if (silent)
+    {
+        if (tailUnknown)
+        {
+            tailFrames = getTailFrames(context, frames, state);
+            tailUnknown = false;
+        }
+        else if (silentFrames == 0)
+            tailFrames = getTailFrames(context, frames, state);
+
+        if (tailFrames == 0xFFFFFFFF)
+        {
+            silentFrames += static_cast<uint32_t>(frames);
+            asleep = false;
+        }
+        else
+        {
+            if (!asleep && silentFrames >= tailFrames)
+                asleep = true;
+            silentFrames += static_cast<uint32_t>(frames);
+            if (asleep)
+            {
+                if ((state.stateFlags & 1) != 0)
+                {
+                    processIdle(context, state, frames);
+                    return;
+                }
+                state.stateFlags |= 1;
+                state.sliceOffset = 0;
+                for (int slice = 0; state.sliceOffset < static_cast<uint32_t>(frames); ++slice)
+                {
+                    sliceUpdate(slice, state);
+                    processIdle(context, state, std::min(sliceFrames, frames - static_cast<int>(state.sliceOffset)));
+                    state.sliceOffset += sliceFrames;
+                }
+                state.stateFlags &= static_cast<uint8_t>(~1);
+                return;
+            }
+        }
+    }
+    else
+    {
+        silentFrames = 0;
+        asleep = false;
+    }
+
+    state.sliceOffset = 0;
+    float* const* channels = stream->getChannels();
+    if ((state.stateFlags & 1) != 0)
+    {
+        processAudio(context, state, frames, channels, nullptr);
+        return;
+    }
+    state.stateFlags |= 1;
+    constexpr uint32_t maxChannels = 32;
+    const uint32_t n = std::min(channelCount, maxChannels);
+    float* offset[maxChannels];
+    for (int slice = 0; state.sliceOffset < static_cast<uint32_t>(frames); ++slice)
+    {
+        for (uint32_t c = 0; c < n; ++c)
+            offset[c] = channels[c] + state.sliceOffset;
+        sliceUpdate(slice, state);
+        processAudio(context, state, std::min(sliceFrames, frames - static_cast<int>(state.sliceOffset)), offset, nullptr);
+        state.sliceOffset += sliceFrames;
+    }
+    state.stateFlags &= static_cast<uint8_t>(~1);
+}
+
+} // namespace qel

@@ -1,0 +1,243 @@
+#include "element/ProcessingElement.h"
+#include "support/AllocationCounter.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+#include <vector>
+
+namespace
+{
+
+using qel::ParameterDescription;
+using qel::ParameterInfo;
+
+struct EffectState : qel::ProcessingElementState
+{
+    using ProcessingElementState::ProcessingElementState;
+    float level = 0.0f;
+    int steps = 0;
+    bool on = false;
+    float plain = 0.0f;
+};
+
+struct Ids
+{
+    uint32_t level, steps, on, plain;
+    static const Ids& get()
+    {
+        static const Ids ids = [] {
+            auto& r = qel::ParameterRegistry::get();
+            Ids i {};
+            i.level = r.registerFloat(ParameterDescription<float>("PeLevel", 1.0f, { 0.0f, 2.0f }));
+            i.steps = r.registerInt(ParameterDescription<int>("PeSteps", 0, { 0, 10 }));
+            i.on = r.registerBool(ParameterDescription<bool>("PeOn", false));
+            ParameterDescription<float> plain("PePlain", 0.0f, { 0.0f, 1.0f });
+            plain.smoothed = false;
+            i.plain = r.registerFloat(plain);
+            return i;
+        }();
+        return ids;
+    }
+};
+
+// Multiplies its input by Level and records how it was called.
+struct TestEffect : qel::BasicProcessingElement
+{
+    std::vector<int> slices;
+    int idleFrames = 0;
+    uint32_t tail = 0xFFFFFFFF;
+
+    TestEffect() : BasicProcessingElement("TestEffect", "Effect")
+    {
+        setStates(std::make_unique<EffectState>(this), std::make_unique<EffectState>(this));
+        slices.reserve(4096);
+        auto& r = qel::ParameterRegistry::get();
+        const auto& ids = Ids::get();
+        declareParameter(std::make_unique<ParameterInfo<float>>(
+            &r.floatDescription(ids.level), [](const void* s, const uint16_t*) { return static_cast<const EffectState*>(s)->level; },
+            [](void* s, const uint16_t*, float v) { static_cast<EffectState*>(s)->level = v; }));
+        declareParameter(std::make_unique<ParameterInfo<int>>(
+            &r.intDescription(ids.steps), [](const void* s, const uint16_t*) { return static_cast<const EffectState*>(s)->steps; },
+            [](void* s, const uint16_t*, int v) { static_cast<EffectState*>(s)->steps = v; }));
+        declareParameter(std::make_unique<ParameterInfo<bool>>(
+            &r.boolDescription(ids.on), [](const void* s, const uint16_t*) { return static_cast<const EffectState*>(s)->on; },
+            [](void* s, const uint16_t*, bool v) { static_cast<EffectState*>(s)->on = v; }));
+        declareParameter(std::make_unique<ParameterInfo<float>>(
+            &r.floatDescription(ids.plain), [](const void* s, const uint16_t*) { return static_cast<const EffectState*>(s)->plain; },
+            [](void* s, const uint16_t*, float v) { static_cast<EffectState*>(s)->plain = v; }));
+    }
+
+    EffectState& state() { return static_cast<EffectState&>(getProcessingState()); }
+
+    uint32_t getTailFrames(qel::RenderContext&, int, qel::ProcessingElementState&) override { return tail; }
+
+    void processAudio(qel::RenderContext&, qel::ProcessingElementState& s, int frames, float* const* channels, void*) override
+    {
+        slices.push_back(frames);
+        const float level = static_cast<EffectState&>(s).level;
+        for (uint32_t c = 0; c < getChannelCount(); ++c)
+            for (int i = 0; i < frames; ++i)
+                channels[c][i] *= level;
+    }
+
+    void processIdle(qel::RenderContext&, qel::ProcessingElementState&, int frames) override { idleFrames += frames; }
+};
+
+struct Fixture : ::testing::Test
+{
+    std::unique_ptr<qel::RenderContext> context = std::make_unique<qel::RenderContext>();
+    qel::Bus bus { 2, 4096, "Main Out" };
+    TestEffect effect;
+    const Ids& ids = Ids::get();
+
+    void SetUp() override
+    {
+        effect.setFormat(48000.0, 4096);
+        effect.setOutputStream(0, &bus);
+    }
+
+    void block(int frames, float input = 1.0f, bool silent = false)
+    {
+        for (int c = 0; c < 2; ++c)
+            std::fill(bus.peekChannels()[c], bus.peekChannels()[c] + frames, input);
+        if (silent)
+            bus.setSilent(frames);
+        else
+            bus.clearSilent();
+        effect.render(*context, frames);
+    }
+};
+
+TEST_F(Fixture, ABlockOf33FramesRunsSlicesOf32And1)
+{
+    block(33);
+    EXPECT_EQ(effect.slices, (std::vector<int> { 32, 1 }));
+    effect.slices.clear();
+    block(0);
+    EXPECT_TRUE(effect.slices.empty());
+}
+
+TEST_F(Fixture, FloatChangesGlideAtSliceRate)
+{
+    const double c = qel::ElementParamEnvelope::sliceCoefficient(48000.0);
+    EXPECT_NEAR(c, 0.0712, 1e-4);
+    effect.setParameterFloatDeferred(ids.level, 2.0f, true);
+    EXPECT_EQ(effect.getParameterFloat(ids.level), 2.0f); // before any block
+    block(32);
+    EXPECT_NEAR(effect.state().level, 1.0 + c, 1e-6);
+    block(64); // two more slices
+    EXPECT_NEAR(effect.state().level, 2.0 - std::pow(1.0 - c, 3.0), 1e-5);
+    for (int i = 0; i < 400; ++i)
+        block(32);
+    EXPECT_EQ(effect.state().level, 2.0f); // it arrives and stops
+}
+
+TEST_F(Fixture, IntsBoolsAndUnsmoothedFloatsArriveInTheirBlock)
+{
+    effect.setParameterIntDeferred(ids.steps, 7, true);
+    effect.setParameterBoolDeferred(ids.on, true, true);
+    effect.setParameterFloatDeferred(ids.plain, 0.8f, true);
+    block(32);
+    EXPECT_EQ(effect.state().steps, 7);
+    EXPECT_TRUE(effect.state().on);
+    EXPECT_EQ(effect.state().plain, 0.8f);
+}
+
+TEST_F(Fixture, AnImmediateSetDropsAPendingValue)
+{
+    effect.setParameterFloatDeferred(ids.plain, 0.3f, true);
+    effect.setParameterFloat(ids.plain, 0.6f);
+    block(32);
+    EXPECT_EQ(effect.state().plain, 0.6f);
+    EXPECT_EQ(effect.getParameterFloat(ids.plain), 0.6f);
+}
+
+TEST_F(Fixture, BypassPassesTheInputAndStillFlushes)
+{
+    effect.setParameterFloat(ids.level, 0.5f);
+    effect.setParameterBoolDeferred(qel::FrameworkParameters::get().bypass, true, true);
+    EXPECT_FALSE(effect.state().bypass);
+    block(32, 1.0f);
+    EXPECT_TRUE(effect.state().bypass);
+    EXPECT_EQ(bus.peekChannels()[0][0], 1.0f); // untouched
+    const auto version = effect.getStateVersion();
+    effect.setParameterIntDeferred(ids.steps, 3, true);
+    block(32);
+    EXPECT_EQ(effect.getStateVersion(), version + 1);
+    EXPECT_EQ(effect.state().steps, 3);
+    effect.setParameterBool(qel::FrameworkParameters::get().bypass, false);
+    block(32, 1.0f);
+    EXPECT_EQ(bus.peekChannels()[0][0], 0.5f);
+}
+
+// With a tail of 0, silence past it puts the effect to sleep; sound wakes it
+// in the same block.
+TEST_F(Fixture, SleepsAfterItsTailAndWakesWithoutDelay)
+{
+    effect.tail = 0;
+    block(64, 1.0f);
+    EXPECT_FALSE(effect.isAsleep());
+    EXPECT_EQ(effect.slices.size(), 2u);
+    block(64, 0.0f, true);
+    EXPECT_TRUE(effect.isAsleep());
+    EXPECT_EQ(effect.idleFrames, 64);
+    EXPECT_EQ(effect.slices.size(), 2u);
+    EXPECT_EQ(effect.getSilentFrames(), 64u);
+    block(32, 1.0f);
+    EXPECT_FALSE(effect.isAsleep());
+    EXPECT_EQ(effect.getSilentFrames(), 0u);
+    EXPECT_EQ(effect.slices.size(), 3u);
+
+    // A longer tail runs on through the silence first.
+    effect.tail = 100;
+    block(64, 0.0f, true);
+    block(64, 0.0f, true);
+    EXPECT_FALSE(effect.isAsleep());
+    block(64, 0.0f, true);
+    EXPECT_TRUE(effect.isAsleep());
+}
+
+TEST_F(Fixture, AnEndlessTailNeverSleeps)
+{
+    for (int i = 0; i < 20; ++i)
+        block(256, 0.0f, true);
+    EXPECT_FALSE(effect.isAsleep());
+    EXPECT_EQ(effect.idleFrames, 0);
+}
+
+TEST_F(Fixture, ParameterEventsSetTheirParameter)
+{
+    qel::EngineEvent e = qel::EngineEvent::transport(qel::EngineEvent::ParameterImmediate, 5);
+    e.tail.parameter.target = 0;
+    e.tail.parameter.parameterId = ids.plain;
+    e.tail.parameter.value = 0.25;
+    qel::EngineEvent i = qel::EngineEvent::transport(qel::EngineEvent::ParameterDeferred, 6);
+    i.tail.parameter.parameterId = ids.steps;
+    i.tail.parameter.value = 4.0;
+    qel::EngineEvent other = e;
+    other.tail.parameter.target = 9999; // another element's
+    other.tail.parameter.value = 0.9;
+    const qel::EngineEvent events[] = { e, i, other };
+    effect.processEvents(*context, events, 3, 32);
+    block(32);
+    EXPECT_EQ(effect.state().plain, 0.25f);
+    EXPECT_EQ(effect.state().steps, 4);
+}
+
+TEST_F(Fixture, BlocksAllocateNothing)
+{
+    block(512);
+    size_t allocations = 0;
+    for (int n = 0; n < 50; ++n)
+    {
+        effect.setParameterFloatDeferred(ids.level, n % 2 ? 0.5f : 1.5f, true);
+        qel::test::AllocationCounter counter;
+        block(512 - n);
+        allocations += counter.count();
+    }
+    EXPECT_EQ(allocations, 0u);
+}
+
+} // namespace
