@@ -61,7 +61,7 @@ struct TestArchive
         juce::ZipFile::Builder builder;
         auto add = [&](const juce::String& name, const juce::String& text) {
             builder.addEntry(new juce::MemoryInputStream(text.toRawUTF8(), text.getNumBytesAsUTF8(), true), 9, name,
-                             juce::Time());
+                             juce::Time(2000, 0, 1, 0, 0)); // ZIP dates start in 1980
         };
         add("resource/presets/Tape Presets/Cassette Type I.fxps", "<ModulePreset/>");
         add("resource/presets/00 Flat.fxps", "flat");
