@@ -299,21 +299,16 @@ void Element::addParameter(std::unique_ptr<ParameterInfoBase> binding)
     else
         parameters.insert(at, std::move(binding));
 
-    // The default goes into both states.
+    // The default goes into both states; an element-level value is the element's own.
     const auto& d = raw->description();
-    if (d.has(ParameterFlags::readOnly))
+    if (d.has(ParameterFlags::readOnly) || d.has(ParameterFlags::elementLevel))
         return;
     auto writeDefault = [&](auto* typed) {
         const auto value = typed->typedDescription().defaultValue;
-        if (d.has(ParameterFlags::elementLevel))
-            typed->set(this, value);
-        else
-        {
-            if (referenceState != nullptr)
-                typed->set(referenceState.get(), value);
-            if (processState != nullptr)
-                typed->set(processState.get(), value);
-        }
+        if (referenceState != nullptr)
+            typed->set(referenceState.get(), value);
+        if (processState != nullptr)
+            typed->set(processState.get(), value);
     };
     switch (raw->valueType())
     {

@@ -6,74 +6,117 @@
 namespace qel
 {
 
-Engine::Engine() = default;
+const Engine::Ids& Engine::Ids::get()
+{
+    static const Ids ids = [] {
+        auto& r = ParameterRegistry::get();
+        Ids i {};
+        i.globalTune = r.registerFloat(ParameterDescription<float>("GlobalTune", 440.0f, { 391.99542f, 493.8833f }, hertz,
+                                                                   0, nullptr, false, true));
+        i.tempo = r.registerFloat(ParameterDescription<float>("Tempo", 120.0f, { 10.0f, 400.0f }, plainNumber, 0, nullptr,
+                                                              false, true));
+        ParameterDescription<bool> playingDescription("Playing", false, false, true);
+        playingDescription.flags &= static_cast<uint8_t>(~ParameterFlags::persistent);
+        i.playing = r.registerBool(playingDescription);
+        ParameterDescription<bool> recordingDescription("Recording", false, false, true);
+        recordingDescription.flags &= static_cast<uint8_t>(~ParameterFlags::persistent);
+        i.recording = r.registerBool(recordingDescription);
+        i.autoPlay = r.registerBool(ParameterDescription<bool>("AutoPlay", true, false, true));
+        i.meterNumerator = r.registerInt(ParameterDescription<int>("MeterNumerator", 4, { 1, 99 }, plainNumber, 0, false, true));
+        i.meterDenominator = r.registerInt(ParameterDescription<int>("MeterDenominator", 4, { 1, 16 }, plainNumber, 0, false, true));
+        return i;
+    }();
+    return ids;
+}
+
+Engine::Engine() : ProcessingElement("Engine", "Engine")
+{
+    setPerVoice(false);
+    declareParameters();
+}
+
+void Engine::declareParameters()
+{
+    auto& r = ParameterRegistry::get();
+    const auto& ids = Ids::get();
+    declareParameter(std::make_unique<ParameterInfo<float>>(
+        &r.floatDescription(ids.globalTune), [](const void* e, const uint16_t*) { return static_cast<const Engine*>(e)->globalTune; },
+        [](void* e, const uint16_t*, float v) { static_cast<Engine*>(e)->globalTune = v; }));
+    declareParameter(std::make_unique<ParameterInfo<float>>(
+        &r.floatDescription(ids.tempo), [](const void* e, const uint16_t*) { return static_cast<const Engine*>(e)->tempoFloat; },
+        [](void* e, const uint16_t*, float v) { static_cast<Engine*>(e)->setTempo(v); }));
+    declareParameter(std::make_unique<ParameterInfo<bool>>(
+        &r.boolDescription(FrameworkParameters::get().syncToHost),
+        [](const void* e, const uint16_t*) { return static_cast<const Engine*>(e)->syncToHost; },
+        [](void* e, const uint16_t*, bool v) { static_cast<Engine*>(e)->syncToHost = v; }));
+    declareParameter(std::make_unique<ParameterInfo<bool>>(
+        &r.boolDescription(ids.playing), [](const void* e, const uint16_t*) { return static_cast<const Engine*>(e)->playing; },
+        [](void* e, const uint16_t*, bool v) { static_cast<Engine*>(e)->playing = v; }));
+    declareParameter(std::make_unique<ParameterInfo<bool>>(
+        &r.boolDescription(ids.recording), [](const void* e, const uint16_t*) { return static_cast<const Engine*>(e)->recording; },
+        [](void* e, const uint16_t*, bool v) { static_cast<Engine*>(e)->recording = v; }));
+    declareParameter(std::make_unique<ParameterInfo<bool>>(
+        &r.boolDescription(ids.autoPlay), [](const void* e, const uint16_t*) { return static_cast<const Engine*>(e)->autoPlay; },
+        [](void* e, const uint16_t*, bool v) { static_cast<Engine*>(e)->autoPlay = v; }));
+    declareParameter(std::make_unique<ParameterInfo<int>>(
+        &r.intDescription(ids.meterNumerator),
+        [](const void* e, const uint16_t*) { return static_cast<const Engine*>(e)->meterNumerator; },
+        [](void* e, const uint16_t*, int v) { static_cast<Engine*>(e)->meterNumerator = v; }));
+    declareParameter(std::make_unique<ParameterInfo<int>>(
+        &r.intDescription(ids.meterDenominator),
+        [](const void* e, const uint16_t*) { return static_cast<const Engine*>(e)->meterDenominator; },
+        [](void* e, const uint16_t*, int v) { static_cast<Engine*>(e)->meterDenominator = v; }));
+}
 
 Engine::~Engine()
 {
     const juce::ScopedLock sl(engineLock);
-    children.clear();
+    processing.clear();
 }
 
-void Engine::addChild(std::shared_ptr<BlockElement> child)
+void Engine::addChild(std::unique_ptr<ProcessingElement> child)
 {
     if (child == nullptr)
         return;
     const juce::ScopedLock sl(engineLock);
-    if (prepared)
-        child->setFormat(sampleRate, blockSize);
+    auto* raw = child.get();
+    if (isPrepared())
+        raw->setFormat(getSampleRate(), getMaxBlockSize());
     if (mainBus != nullptr)
-        child->setOutputStream(0, mainBus);
-    children.push_back(std::move(child));
+        raw->setOutputStream(0, mainBus);
+    Element::addChild(std::move(child));
+    processing.push_back(raw);
 }
 
-void Engine::removeChild(BlockElement* child)
+std::unique_ptr<Element> Engine::removeChild(ProcessingElement* child)
 {
     const juce::ScopedLock sl(engineLock);
-    children.erase(std::remove_if(children.begin(), children.end(),
-                                  [child](const auto& c) { return c.get() == child; }),
-                   children.end());
-}
-
-BlockElement* Engine::findChild(const juce::String& name) const noexcept
-{
-    for (const auto& c : children)
-        if (c->getName() == name)
-            return c.get();
-    return nullptr;
+    processing.erase(std::remove(processing.begin(), processing.end(), child), processing.end());
+    return Element::removeChild(child);
 }
 
 void Engine::setFormat(double rate, int maximumBlockSize)
 {
-    sampleRate = static_cast<float>(rate);
-    blockSize = static_cast<uint16_t>(maximumBlockSize);
-    prepared = true;
-    for (auto& c : children)
+    Element::setFormat(rate, maximumBlockSize);
+    for (auto* c : processing)
         c->setFormat(rate, maximumBlockSize);
 }
 
 void Engine::setOutputStream(int index, Bus* bus)
 {
+    ProcessingElement::setOutputStream(index, bus);
     if (index != 0)
         return;
     mainBus = bus;
-    for (auto& c : children)
+    for (auto* c : processing)
         c->setOutputStream(0, bus);
 }
 
 void Engine::reset()
 {
-    for (auto& c : children)
-        c->reset();
-}
-
-bool Engine::queueEvent(const EngineEvent& e) noexcept
-{
-    const uint32_t w = ringWrite.load(std::memory_order_relaxed);
-    if (w - ringRead >= (uint32_t) eventRingSize)
-        return false;
-    eventRing[w % eventRingSize] = e;
-    ringWrite.store(w + 1, std::memory_order_release);
-    return true;
+    resetProcessState();
+    for (auto* c : processing)
+        c->resetProcessState();
 }
 
 void Engine::processEvents(RenderContext& context, const EngineEvent* events, int count, int frames)
@@ -81,26 +124,19 @@ void Engine::processEvents(RenderContext& context, const EngineEvent* events, in
     const juce::ScopedTryLock tl(engineLock);
     if (!tl.isLocked())
     {
-        for (int i = 0; i < count; ++i)
-            queueEvent(events[i]);
+        // Seen in the next block that gets the lock.
+        if (!getProcessingState().bypass)
+            for (int i = 0; i < count; ++i)
+                queueEvent(events[i]);
         return;
     }
+    blockFrames = frames;
+    ProcessingElement::processEvents(context, events, count, frames);
+}
 
-    // Merge the queued events with the block's, by sample position.
-    const uint32_t w = ringWrite.load(std::memory_order_acquire);
-    const int queued = static_cast<int>(w - ringRead);
-    if (queued == 0)
-    {
-        handleEvents(context, events, count, frames);
-        return;
-    }
-    auto* merged = context.arenas[1].allocateArray<EngineEvent>((size_t) (queued + count));
-    for (int i = 0; i < queued; ++i)
-        merged[i] = eventRing[(ringRead + (uint32_t) i) % eventRingSize];
-    ringRead = w;
-    std::copy(events, events + count, merged + queued);
-    sortEventsByPosition(merged, merged + queued + count);
-    handleEvents(context, merged, queued + count, frames);
+void Engine::handleEvents(RenderContext& context, const EngineEvent* events, int count)
+{
+    handleTransport(context, events, count, blockFrames);
 }
 
 double Engine::samplesPerBeat(const RenderContext& context) const noexcept
@@ -108,7 +144,7 @@ double Engine::samplesPerBeat(const RenderContext& context) const noexcept
     return 60.0 / tempo * static_cast<double>(context.sampleRate);
 }
 
-void Engine::handleEvents(RenderContext& context, const EngineEvent* events, int count, int frames)
+void Engine::handleTransport(RenderContext& context, const EngineEvent* events, int count, int frames)
 {
     // Room for every given event plus what this block can add: two per
     // event, the end of a count-in, and an auto-play change.
@@ -125,12 +161,12 @@ void Engine::handleEvents(RenderContext& context, const EngineEvent* events, int
         {
             case EngineEvent::StartPlaying:
                 beatPosition = startPosition - offset / spb;
-                if (!playing) { playing = true; notify("Playing"); }
+                if (!playing) { playing = true; notify(Ids::get().playing); }
                 break;
             case EngineEvent::StopPlaying:
                 countInActive = false;
                 startPosition = beatPosition + offset / spb;
-                if (playing) { playing = false; notify("Playing"); }
+                if (playing) { playing = false; notify(Ids::get().playing); }
                 break;
             case EngineEvent::StartRecording:
                 if (!playing)
@@ -155,12 +191,12 @@ void Engine::handleEvents(RenderContext& context, const EngineEvent* events, int
                     startPosition = 0.0;
                     beatPosition = 0.0 - offset / spb;
                     context.changeFlags |= RenderContext::changedPosition;
-                    if (playing) { playing = false; notify("Playing"); }
+                    if (playing) { playing = false; notify(Ids::get().playing); }
                     if (recording)
                     {
                         append(EngineEvent::StopRecording, e.samplePosition);
                         recording = false;
-                        notify("Recording");
+                        notify(Ids::get().recording);
                     }
                 }
                 else if (e.data1 == 118)
@@ -170,20 +206,20 @@ void Engine::handleEvents(RenderContext& context, const EngineEvent* events, int
                         append(EngineEvent::StopPlaying, e.samplePosition);
                         startPosition = beatPosition + offset / spb;
                         playing = false;
-                        notify("Playing");
+                        notify(Ids::get().playing);
                     }
                     else if (playing && recording)
                     {
                         append(EngineEvent::StopRecording, e.samplePosition);
                         recording = false;
-                        notify("Recording");
+                        notify(Ids::get().recording);
                     }
                     else
                     {
                         append(EngineEvent::StartPlaying, e.samplePosition);
                         beatPosition = startPosition - offset / spb;
                         playing = true;
-                        notify("Playing");
+                        notify(Ids::get().playing);
                     }
                 }
                 else if (e.data1 == 119)
@@ -201,7 +237,7 @@ void Engine::handleEvents(RenderContext& context, const EngineEvent* events, int
                         }
                     }
                     recording = !recording;
-                    notify("Recording");
+                    notify(Ids::get().recording);
                 }
                 break;
             default:
@@ -216,7 +252,7 @@ void Engine::handleEvents(RenderContext& context, const EngineEvent* events, int
             countInActive = false;
             append(EngineEvent::StartPlaying, countInSamplesLeft);
             playing = true;
-            notify("Playing");
+            notify(Ids::get().playing);
         }
         countInSamplesLeft -= frames;
     }
@@ -233,10 +269,10 @@ void Engine::handleEvents(RenderContext& context, const EngineEvent* events, int
         {
             tempo = context.tempo;
             tempoFloat = context.tempo;
-            notify("Tempo");
+            notify(Ids::get().tempo);
         }
-        if (context.numerator != meterNumerator) { meterNumerator = context.numerator; notify("MeterNumerator"); }
-        if (context.denominator != meterDenominator) { meterDenominator = context.denominator; notify("MeterDenominator"); }
+        if (context.numerator != meterNumerator) { meterNumerator = context.numerator; notify(Ids::get().meterNumerator); }
+        if (context.denominator != meterDenominator) { meterDenominator = context.denominator; notify(Ids::get().meterDenominator); }
     }
     else
     {
@@ -271,7 +307,7 @@ void Engine::handleEvents(RenderContext& context, const EngineEvent* events, int
 
     if (localCount == 0 && !autoPlayChange)
     {
-        for (auto& c : children)
+        for (auto* c : processing)
             c->processEvents(context, events, count, frames);
     }
     else
@@ -282,11 +318,11 @@ void Engine::handleEvents(RenderContext& context, const EngineEvent* events, int
         {
             append(hostWasPlaying ? EngineEvent::StopPlaying : EngineEvent::StartPlaying, 0);
             playing = !hostWasPlaying;
-            notify("Playing");
+            notify(Ids::get().playing);
             context.playing = playing ? 1 : 0;
         }
         sortEventsByPosition(local, local + localCount);
-        for (auto& c : children)
+        for (auto* c : processing)
             c->processEvents(context, local, localCount, frames);
     }
 
@@ -299,11 +335,14 @@ void Engine::render(RenderContext& context, int frames)
     const juce::ScopedTryLock tl(engineLock);
     if (!tl.isLocked())
         return;
-    // The first arena is a stack per call.
-    const auto mark = context.arenas[0].mark();
-    for (auto& c : children)
+    ProcessingElement::render(context, frames);
+}
+
+void Engine::process(RenderContext& context, int frames, ProcessingElementState& state)
+{
+    juce::ignoreUnused(state);
+    for (auto* c : processing)
         c->render(context, frames);
-    context.arenas[0].restore(mark);
 }
 
 } // namespace qel

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/BlockElement.h"
+#include "element/ProcessingElement.h"
 #include "engine/Bus.h"
 #include "engine/EngineEvent.h"
 #include "engine/MidiStateTracker.h"
@@ -8,8 +8,6 @@
 
 #include <juce_core/juce_core.h>
 
-#include <array>
-#include <atomic>
 #include <memory>
 #include <vector>
 
@@ -18,44 +16,41 @@ namespace qel
 
 // The root of the tree and the driver of one block: its own transport,
 // global tuning, and the lock that guards the child list.
-class Engine
+class Engine : public ProcessingElement
 {
 public:
-    struct Error
+    struct Ids
     {
-        juce::String path;
-        juce::String message;
+        uint32_t globalTune, tempo, playing, recording, autoPlay, meterNumerator, meterDenominator;
+        static const Ids& get();
     };
 
-    static constexpr int eventRingSize = 64;
-
     Engine();
-    ~Engine();
+    ~Engine() override;
 
-    // Message thread; waits for the lock.
-    void addChild(std::shared_ptr<BlockElement> child);
-    void removeChild(BlockElement* child);
-    int getNumChildren() const noexcept { return static_cast<int>(children.size()); }
-    BlockElement* getChild(int index) const noexcept { return children[(size_t) index].get(); }
-    BlockElement* findChild(const juce::String& name) const noexcept;
+    // Message thread; waits for the lock. Children run in the order they were added.
+    void addChild(std::unique_ptr<ProcessingElement> child);
+    std::unique_ptr<Element> removeChild(ProcessingElement* child);
+    int getNumProcessingChildren() const noexcept { return static_cast<int>(processing.size()); }
+    ProcessingElement* getProcessingChild(int index) const noexcept { return processing[(size_t) index]; }
 
     void setFormat(double sampleRate, int maximumBlockSize);
-    void setOutputStream(int index, Bus* bus);
+    void setOutputStream(int index, Bus* bus) override;
     void postLoad() {}
     void reset();
 
-    bool isPrepared() const noexcept { return prepared; }
-    float getSampleRate() const noexcept { return sampleRate; }
-    uint16_t getBlockSize() const noexcept { return blockSize; }
+    bool isPrepared() const noexcept { return hasFlag(prepared); }
+    float getEngineSampleRate() const noexcept { return getSampleRate(); }
+    uint16_t getBlockSize() const noexcept { return getMaxBlockSize(); }
 
     // Audio thread: both only try the lock.
-    void processEvents(RenderContext& context, const EngineEvent* events, int count, int frames);
-    void render(RenderContext& context, int frames);
+    void processEvents(RenderContext& context, const EngineEvent* events, int count, int frames) override;
+    void render(RenderContext& context, int frames) override;
+    void handleEvents(RenderContext& context, const EngineEvent* events, int count) override;
+    void process(RenderContext& context, int frames, ProcessingElementState& state) override;
+    void invalidateTail() override {}
 
-    // Queues an event for the next block that gets the lock; drops it when the ring is full.
-    bool queueEvent(const EngineEvent& e) noexcept;
-
-    juce::CriticalSection& getLock() noexcept { return engineLock; }
+    juce::CriticalSection& getLock() override { return engineLock; }
 
     // Transport and tuning, readable for tests and the parameter layer.
     bool isPlaying() const noexcept { return playing; }
@@ -69,15 +64,22 @@ public:
     void setAutoPlay(bool on) noexcept { autoPlay = on; }
     void setGlobalTune(float hz) noexcept { globalTune = hz; }
     const MidiStateTracker& getMidiState() const noexcept { return midiState; }
-    const std::vector<Error>& getErrors() const noexcept { return errors; }
-    void setErrors(std::vector<Error> e) { errors = std::move(e); }
+
+    struct LoadError
+    {
+        String path;
+        String message;
+    };
+    const std::vector<LoadError>& getErrors() const noexcept { return errors; }
+    void setErrors(std::vector<LoadError> e) { errors = std::move(e); }
 
 private:
-    void handleEvents(RenderContext& context, const EngineEvent* events, int count, int frames);
+    void declareParameters();
+    void handleTransport(RenderContext& context, const EngineEvent* events, int count, int frames);
     double samplesPerBeat(const RenderContext& context) const noexcept;
-    void notify(const char* parameterName) noexcept { juce::ignoreUnused(parameterName); }
+    void notify(uint32_t id) noexcept { notifyParameterChanged(id); }
 
-    std::vector<std::shared_ptr<BlockElement>> children;
+    std::vector<ProcessingElement*> processing;
     float globalTune = 440.0f;
     int32_t meterNumerator = 4;
     int32_t meterDenominator = 4;
@@ -93,17 +95,10 @@ private:
     double startPosition = 0.0;
     bool countInActive = false;
     int32_t countInSamplesLeft = 0;
-    std::vector<Error> errors;
+    std::vector<LoadError> errors;
     juce::CriticalSection engineLock;
-
-    float sampleRate = 44100.0f;
-    uint16_t blockSize = 0;
-    bool prepared = false;
     Bus* mainBus = nullptr;
-
-    std::array<EngineEvent, eventRingSize> eventRing {};
-    std::atomic<uint32_t> ringWrite { 0 };
-    uint32_t ringRead = 0;
+    int blockFrames = 0;
 };
 
 } // namespace qel

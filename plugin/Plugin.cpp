@@ -68,7 +68,7 @@ void Plugin::prepareToPlay(double sampleRate, int blockSize)
 {
     if (sampleRate == 0.0 || blockSize == 0)
         return;
-    if (engine->isPrepared() && static_cast<double>(engine->getSampleRate()) == sampleRate
+    if (engine->isPrepared() && static_cast<double>(engine->getEngineSampleRate()) == sampleRate
         && engine->getBlockSize() == static_cast<uint16_t>(blockSize) && !needsPrepare)
         return;
 

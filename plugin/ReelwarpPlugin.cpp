@@ -13,9 +13,7 @@ ReelwarpPlugin::ReelwarpPlugin()
 {
     mountOncePerProcess(ReelwarpPluginDefinition::get().getBundleIdentifier());
     auto newEngine = std::make_shared<Engine>();
-    auto effect = std::make_shared<TapeSpine>();
-    effect->setName(effectName);
-    newEngine->addChild(std::move(effect));
+    newEngine->addChild(std::make_unique<TapeSpine>());
     setEngine(std::move(newEngine));
 }
 
@@ -30,7 +28,7 @@ int ReelwarpPlugin::latencyForSampleRate(double sampleRate, bool lowLatency) noe
 
 void ReelwarpPlugin::updateLatency()
 {
-    updateLatency(getEngine().isPrepared() ? static_cast<double>(getEngine().getSampleRate()) : 0.0);
+    updateLatency(getEngine().isPrepared() ? static_cast<double>(getEngine().getEngineSampleRate()) : 0.0);
 }
 
 void ReelwarpPlugin::updateLatency(double sampleRate)
@@ -39,7 +37,8 @@ void ReelwarpPlugin::updateLatency(double sampleRate)
         return;
     bool lowLatency = false;
     if (auto* effect = getEngine().findChild(effectName))
-        effect->findBoolParameter("ApplyLowLatency", lowLatency);
+        if (const auto id = effect->findParameterId("ApplyLowLatency"); id != 0)
+            lowLatency = effect->getParameterBool(id);
     setLatencySamples(latencyForSampleRate(sampleRate, lowLatency));
 }
 

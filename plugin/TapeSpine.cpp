@@ -5,32 +5,35 @@
 namespace qel
 {
 
-void TapeSpine::setFormat(double rate, int maximumBlockSize)
+TapeSpine::TapeSpine() : BasicProcessingElement("Reelwarp", "Reelwarp")
 {
-    juce::ignoreUnused(maximumBlockSize);
-    sampleRate = rate;
-    preparePairs();
+    setPerVoice(false);
 }
 
 void TapeSpine::setOutputStream(int index, Bus* bus)
 {
+    BasicProcessingElement::setOutputStream(index, bus);
     if (index != 0)
         return;
-    output = bus;
-    const size_t channels = bus != nullptr ? (size_t) bus->getNumChannels() : 0;
-    pairs.resize(channels);
+    pairs.resize(bus != nullptr ? (size_t) bus->getNumChannels() : 0);
     for (auto& p : pairs)
         if (p == nullptr)
             p = std::make_unique<DeckPair>();
     preparePairs();
 }
 
+void TapeSpine::prepare()
+{
+    BasicProcessingElement::prepare();
+    preparePairs();
+}
+
 void TapeSpine::preparePairs()
 {
-    if (sampleRate <= 0.0)
+    if (getSampleRate() <= 0.0f)
         return;
     for (auto& p : pairs)
-        p->prepare(sampleRate);
+        p->prepare(getSampleRate());
 }
 
 void TapeSpine::processPair(DeckPair& pair, float* samples, int frames, float* deviation) noexcept
@@ -46,21 +49,21 @@ void TapeSpine::processPair(DeckPair& pair, float* samples, int frames, float* d
     }
 }
 
-void TapeSpine::render(RenderContext& context, int frames)
+void TapeSpine::processAudio(RenderContext& context, ProcessingElementState& state, int frames, float* const* channels,
+                             void* extra)
 {
-    juce::ignoreUnused(context);
-    if (output == nullptr || sampleRate <= 0.0)
-        return;
-    float* const* data = output->getChannels();
+    juce::ignoreUnused(context, state, extra);
     float deviation[DeckPair::maxSlice];
-    const int n = std::min(output->getNumChannels(), static_cast<int>(pairs.size()));
+    const int n = std::min(static_cast<int>(getChannelCount()), static_cast<int>(pairs.size()));
     for (int c = 0; c < n; ++c)
-        processPair(*pairs[(size_t) c], data[c], frames, deviation);
-    output->clearSilent();
+        processPair(*pairs[(size_t) c], channels[c], frames, deviation);
+    if (auto* bus = getOutput())
+        bus->clearSilent();
 }
 
-void TapeSpine::reset()
+void TapeSpine::resetProcessState()
 {
+    BasicProcessingElement::resetProcessState();
     for (auto& p : pairs)
     {
         p->clear();

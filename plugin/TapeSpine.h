@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/BlockElement.h"
+#include "element/ProcessingElement.h"
 #include "tape/DeckPair.h"
 
 #include <memory>
@@ -11,14 +11,16 @@ namespace qel
 
 // The effect's place in the tree until the full processor stands: every
 // channel through its pair of tape decks, at their default settings.
-class TapeSpine : public BlockElement
+class TapeSpine : public BasicProcessingElement
 {
 public:
-    void setFormat(double sampleRate, int maximumBlockSize) override;
+    TapeSpine();
+
     void setOutputStream(int index, Bus* bus) override;
-    void processEvents(RenderContext&, const EngineEvent*, int, int) override {}
-    void render(RenderContext& context, int frames) override;
-    void reset() override;
+    void prepare() override;
+    void resetProcessState() override;
+    void processAudio(RenderContext& context, ProcessingElementState& state, int frames, float* const* channels,
+                      void* extra) override;
 
     // Runs one channel's pair over a block in slices, as the render does.
     static void processPair(DeckPair& pair, float* samples, int frames, float* deviation) noexcept;
@@ -26,8 +28,6 @@ public:
 private:
     void preparePairs();
 
-    double sampleRate = 0.0;
-    Bus* output = nullptr;
     std::vector<std::unique_ptr<DeckPair>> pairs;
 };
 

@@ -45,7 +45,7 @@ struct GainElement : Element
         return id;
     }
 
-    String label;
+    String label { "none" };
 
     explicit GainElement(const String& name, const String& type = "Gain") : Element(type, name)
     {

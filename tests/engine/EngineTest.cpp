@@ -71,33 +71,30 @@ TEST(EngineEvent, NoteEventsCarryTheirUnitFloat)
 }
 
 // A child that records what the engine gives it.
-struct RecordingChild : qel::BlockElement
+struct RecordingChild : qel::ProcessingElement
 {
     std::vector<EngineEvent> events;
     std::vector<int> renderedFrames;
     int resets = 0;
-    qel::Bus* bus = nullptr;
-    double sampleRate = 0.0;
 
-    void setFormat(double rate, int) override { sampleRate = rate; }
-    void setOutputStream(int, qel::Bus* b) override { bus = b; }
-    void processEvents(qel::RenderContext&, const EngineEvent* e, int count, int) override
-    {
-        events.assign(e, e + count);
-    }
+    RecordingChild() : ProcessingElement("Recorder", "Recorder") { events.reserve(64); }
+    void invalidateTail() override {}
+    void handleEvents(qel::RenderContext&, const EngineEvent* e, int count) override { events.assign(e, e + count); }
     void render(qel::RenderContext&, int frames) override { renderedFrames.push_back(frames); }
-    void reset() override { ++resets; }
+    void resetProcessState() override { ++resets; }
 };
 
 struct EngineFixture : ::testing::Test
 {
     qel::Engine engine;
-    std::shared_ptr<RecordingChild> child = std::make_shared<RecordingChild>();
+    RecordingChild* child = nullptr;
     std::unique_ptr<qel::RenderContext> context = std::make_unique<qel::RenderContext>();
 
     void SetUp() override
     {
-        engine.addChild(child);
+        auto owned = std::make_unique<RecordingChild>();
+        child = owned.get();
+        engine.addChild(std::move(owned));
         engine.setFormat(48000.0, 512);
         context->setSampleRate(48000.0);
     }
@@ -234,9 +231,27 @@ TEST_F(EngineFixture, ResetReachesEveryChild)
 
 TEST_F(EngineFixture, ChildAddedAfterPrepareGetsTheFormat)
 {
-    auto late = std::make_shared<RecordingChild>();
-    engine.addChild(late);
-    EXPECT_DOUBLE_EQ(late->sampleRate, 48000.0);
+    auto owned = std::make_unique<RecordingChild>();
+    owned->setName("Late");
+    auto* late = owned.get();
+    engine.addChild(std::move(owned));
+    EXPECT_FLOAT_EQ(late->getSampleRate(), 48000.0f);
+    EXPECT_EQ(engine.getNumProcessingChildren(), 2);
+    EXPECT_EQ(engine.getProcessingChild(1), late); // in the order of addition
+}
+
+TEST_F(EngineFixture, TransportChangesReachListenersOfItsParameters)
+{
+    int heard = 0;
+    engine.clearModified();
+    engine.getSignals().parameterChanged.connect([&](const qel::Element&, int id) {
+        if (id == (int) qel::Engine::Ids::get().playing)
+            ++heard;
+    });
+    block({ cc(118, 127) }, 32);
+    EXPECT_EQ(heard, 1);
+    EXPECT_TRUE(engine.getParameterBool(qel::Engine::Ids::get().playing));
+    EXPECT_FALSE(engine.isModified()); // Playing is not saved
 }
 
 } // namespace

@@ -56,6 +56,7 @@ TEST(ReelwarpPlugin, IdentityOfTheProduct)
     EXPECT_EQ(p.getNumPrograms(), 1);
     EXPECT_EQ(p.getProgramName(0), "Default");
     EXPECT_EQ(p.getEngine().getNumChildren(), 1);
+    EXPECT_EQ(p.getEngine().getProcessingChild(0)->getPath(), "Engine/Reelwarp");
     EXPECT_NE(p.getEngine().findChild("Reelwarp"), nullptr);
 }
 
@@ -97,7 +98,7 @@ TEST(ReelwarpPlugin, PrepareReturnsEarlyUnlessTheLayoutChanged)
 
     p.prepareToPlay(0.0, 256);
     p.prepareToPlay(48000.0, 0);
-    EXPECT_FLOAT_EQ(p.getEngine().getSampleRate(), 48000.0f);
+    EXPECT_FLOAT_EQ(p.getEngine().getEngineSampleRate(), 48000.0f);
 }
 
 TEST(ReelwarpPlugin, MonoInStereoOutFeedsTheEffectTwoEqualChannels)
