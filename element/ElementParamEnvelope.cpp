@@ -1,5 +1,7 @@
 #include "element/ElementParamEnvelope.h"
 
+#include "element/SignalConnection.h"
+
 namespace qel
 {
 
@@ -38,14 +40,71 @@ float ElementParamEnvelope::readTarget() const
     }
 }
 
+void ElementParamEnvelope::addLink(SignalConnection* link, const MidiStateTracker* midiState)
+{
+    if (linkCount < maxLinks)
+    {
+        links[linkCount] = link;
+        linkMidi[linkCount] = midiState;
+        ++linkCount;
+    }
+}
+
+bool ElementParamEnvelope::removeLink(const String& sourcePath)
+{
+    for (int i = 0; i < linkCount; ++i)
+        if (links[i]->source == sourcePath)
+        {
+            for (int j = i; j + 1 < linkCount; ++j)
+            {
+                links[j] = links[j + 1];
+                linkMidi[j] = linkMidi[j + 1];
+            }
+            --linkCount;
+            return true;
+        }
+    return false;
+}
+
+void ElementParamEnvelope::listSources(juce::StringArray& out) const
+{
+    for (int i = 0; i < linkCount; ++i)
+        out.add(links[i]->source);
+}
+
+// The links move the base in the normalised domain of the parameter's
+// modulation mapper; a plain range limits the result.
+float ElementParamEnvelope::withLinks(float base) const
+{
+    if (linkCount == 0 || kind != floatKind)
+        return base;
+    const auto& d = static_cast<const ParameterDescription<float>&>(binding.description());
+    float position = base;
+    d.modulationMapper->unmap(&owner, position);
+    float sum = 0.0f;
+    for (int i = 0; i < linkCount; ++i)
+    {
+        const int cc = links[i]->midiController();
+        const float source = cc >= 0 && linkMidi[i] != nullptr ? linkMidi[i]->controllers[(size_t) cc] / 127.0f : 0.0f;
+        sum += links[i]->contribution(source);
+    }
+    float moved;
+    d.modulationType->apply(position, &sum, &moved, 1);
+    float value = juce::jlimit(0.0f, 1.0f, moved);
+    d.modulationMapper->map(&owner, value);
+    if (d.hasRange())
+        value = juce::jlimit(d.minimum, d.maximum, value);
+    return value;
+}
+
 bool ElementParamEnvelope::update(ElementState& state, uint16_t elementVersion, int frames)
 {
     juce::ignoreUnused(state);
     changed = false;
-    if (version == elementVersion && !ramping)
+    if (version == elementVersion && !ramping && linkCount == 0)
         return false;
     version = elementVersion;
-    const float newTarget = readTarget();
+    const float newTarget = withLinks(readTarget());
     if (newTarget == target && hasOutput && !ramping)
         return false;
     target = newTarget;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "element/Element.h"
+#include "engine/MidiStateTracker.h"
 
 #include <cmath>
 
@@ -9,6 +10,8 @@ namespace qel
 
 // Stands between a parameter's base value and the process state: carries a
 // change into the state at slice rate, smoothing floats on the way.
+class SignalConnection;
+
 class ElementParamEnvelope : public Element
 {
 public:
@@ -34,6 +37,12 @@ public:
     void jumpTo(float value);
     ParameterInfoBase& getBinding() const noexcept { return binding; }
 
+    // A live link makes the envelope run at every block.
+    void addLink(SignalConnection* link, const MidiStateTracker* midiState);
+    bool removeLink(const String& sourcePath);
+    bool hasLiveLink() const noexcept { return linkCount > 0; }
+    void listSources(juce::StringArray& out) const;
+
     bool isRamping() const noexcept { return ramping; }
     bool changedInSlices() const noexcept { return changed; }
     float lastOutput() const noexcept { return output; }
@@ -41,6 +50,12 @@ public:
 
 private:
     float readTarget() const;
+    float withLinks(float base) const;
+
+    static constexpr int maxLinks = 8;
+    SignalConnection* links[maxLinks] {};
+    const MidiStateTracker* linkMidi[maxLinks] {};
+    int linkCount = 0;
 
     Element& owner;
     ParameterInfoBase& binding;

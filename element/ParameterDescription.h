@@ -65,16 +65,32 @@ constexpr bool isSyncedDisplayType(uint32_t type) noexcept
 // The unit word of the documentation dump.
 juce::String unitWord(uint32_t displayType);
 
+// How a parameter's base value and its modulation combine, over a block.
 class ParameterModulationType
 {
 public:
     virtual ~ParameterModulationType() = default;
+    virtual void apply(float base, const float* modulation, float* out, int count) const = 0;
 };
+
 class AdditiveParameterModulation : public ParameterModulationType
 {
+public:
+    void apply(float base, const float* modulation, float* out, int count) const override
+    {
+        for (int i = 0; i < count; ++i)
+            out[i] = base + modulation[i];
+    }
 };
+
 class MultiplicativeParameterModulation : public ParameterModulationType
 {
+public:
+    void apply(float base, const float* modulation, float* out, int count) const override
+    {
+        for (int i = 0; i < count; ++i)
+            out[i] = base * modulation[i];
+    }
 };
 
 class ParameterDescriptionBase

@@ -1,5 +1,7 @@
 #include "element/ProcessingElement.h"
 
+#include "element/SignalConnection.h"
+
 #include <algorithm>
 
 namespace qel
@@ -50,6 +52,73 @@ void ProcessingElement::parameterSetImmediately(ParameterInfoBase& binding)
         }
 }
 
+const MidiStateTracker* ProcessingElement::getMidiState() const
+{
+    if (auto* p = dynamic_cast<const ProcessingElement*>(getParent()))
+        return p->getMidiState();
+    return nullptr;
+}
+
+// A link named by its file form; the destination names a parameter of this element.
+bool ProcessingElement::addModulationSource(const juce::XmlElement& description, bool lock)
+{
+    auto link = std::make_unique<SignalConnection>(String());
+    if (!link->fromXml(description))
+        return false;
+    const auto parameterName = link->destination.fromLastOccurrenceOf(":", false, false);
+    const auto id = findParameterId(parameterName.isNotEmpty() ? parameterName : link->destination);
+    auto* binding = findBinding(id);
+    ElementParamEnvelope* envelope = nullptr;
+    for (auto* e : connectionList)
+        if (binding != nullptr && &e->getBinding() == binding)
+            envelope = e;
+    if (envelope == nullptr || !binding->description().has(ParameterFlags::modulable))
+        return false;
+    std::unique_ptr<juce::ScopedLock> guard;
+    if (lock)
+        guard = std::make_unique<juce::ScopedLock>(getLock());
+    if (link->getName().isEmpty())
+        link->setName(makeUniqueConnectionName(id));
+    auto* raw = link.get();
+    addChild(std::move(link));
+    envelope->addLink(raw, getMidiState());
+    if (std::find(activeConnections.begin(), activeConnections.end(), envelope) == activeConnections.end())
+        activeConnections.push_back(envelope);
+    changedList.reserve(connectionList.size());
+    return true;
+}
+
+bool ProcessingElement::removeModulationSource(uint32_t parameterId, const String& sourcePath, bool lock)
+{
+    auto* binding = findBinding(parameterId);
+    std::unique_ptr<juce::ScopedLock> guard;
+    if (lock)
+        guard = std::make_unique<juce::ScopedLock>(getLock());
+    for (auto* e : connectionList)
+        if (binding != nullptr && &e->getBinding() == binding && e->removeLink(sourcePath))
+        {
+            if (!e->hasLiveLink())
+                activeConnections.erase(std::remove(activeConnections.begin(), activeConnections.end(), e),
+                                        activeConnections.end());
+            for (int i = 0; i < getNumChildren(); ++i)
+                if (auto* link = dynamic_cast<SignalConnection*>(getChild(i)); link != nullptr && link->source == sourcePath)
+                {
+                    removeChild(link);
+                    break;
+                }
+            return true;
+        }
+    return false;
+}
+
+void ProcessingElement::listModulationSources(uint32_t parameterId, juce::StringArray& out) const
+{
+    auto* binding = findBinding(parameterId);
+    for (auto* e : connectionList)
+        if (binding != nullptr && &e->getBinding() == binding)
+            e->listSources(out);
+}
+
 uint32_t ProcessingElement::getTailFrames(RenderContext& context, int frames, ProcessingElementState& state)
 {
     juce::ignoreUnused(context, frames, state);
@@ -90,9 +159,17 @@ void ProcessingElement::updateState(RenderContext& context, int frames, Processi
     const uint16_t previous = state.version;
     state.version = getStateVersion();
     changedList.clear();
-    // With nothing new and nothing still moving, only live links would run; this product has none.
+    // With nothing new and nothing still moving, only envelopes with live links run.
     if ((state.stateFlags & 2) == 0 && previous == state.version)
+    {
+        for (auto* e : activeConnections)
+            if (e->update(state, state.version, frames))
+            {
+                e->writeSlice(state, 0);
+                changedList.push_back(e);
+            }
         return;
+    }
     state.stateFlags &= static_cast<uint8_t>(~2);
     bool stillMoving = false;
     for (auto* e : connectionList)

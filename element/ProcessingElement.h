@@ -2,6 +2,7 @@
 
 #include "element/Element.h"
 #include "element/ElementParamEnvelope.h"
+#include "engine/MidiStateTracker.h"
 #include "engine/Bus.h"
 #include "engine/EngineEvent.h"
 #include "engine/RenderContext.h"
@@ -53,6 +54,12 @@ public:
 
     void prepare() override;
     void resetProcessState() override;
+    bool addModulationSource(const juce::XmlElement& description, bool lock) override;
+    bool removeModulationSource(uint32_t parameterId, const String& sourcePath, bool lock) override;
+    void listModulationSources(uint32_t parameterId, juce::StringArray& out) const override;
+    // The engine's last MIDI values; the engine answers for the whole tree.
+    virtual const MidiStateTracker* getMidiState() const;
+    const std::vector<ElementParamEnvelope*>& getActiveConnections() const noexcept { return activeConnections; }
 
     // Queues an event for this element's next block; drops it when the ring is full.
     bool queueEvent(const EngineEvent& event) noexcept;
@@ -84,6 +91,7 @@ private:
     Bus* output = nullptr;
     std::vector<std::unique_ptr<ElementParamEnvelope>> envelopes;
     std::vector<ElementParamEnvelope*> connectionList;
+    std::vector<ElementParamEnvelope*> activeConnections;
     std::vector<ElementParamEnvelope*> changedList;
 };
 

@@ -63,7 +63,7 @@ public:
     void setSyncToHost(bool on) noexcept { syncToHost = on; }
     void setAutoPlay(bool on) noexcept { autoPlay = on; }
     void setGlobalTune(float hz) noexcept { globalTune = hz; }
-    const MidiStateTracker& getMidiState() const noexcept { return midiState; }
+    const MidiStateTracker* getMidiState() const override { return &midiState; }
 
     struct LoadError
     {

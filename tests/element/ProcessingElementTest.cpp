@@ -241,3 +241,90 @@ TEST_F(Fixture, BlocksAllocateNothing)
 }
 
 } // namespace
+
+#include "element/SignalConnection.h"
+#include "engine/Engine.h"
+
+namespace
+{
+
+TEST(SignalConnection, FileFormRoundTripsAndReadsLegacyNames)
+{
+    qel::SignalConnection link("SignalConnection 0");
+    link.source = qel::SignalConnection::midiControllerSource(74);
+    link.destination = "Reelwarp:Mix";
+    link.ratio = -0.5f;
+    link.inverted = true;
+    link.offset = 0.25f;
+    const auto xml = link.toXml();
+    qel::SignalConnection back("x");
+    ASSERT_TRUE(back.fromXml(*xml));
+    EXPECT_EQ(back.getName(), "SignalConnection 0");
+    EXPECT_EQ(back.midiController(), 74);
+    EXPECT_EQ(back.destination, "Reelwarp:Mix");
+    EXPECT_FLOAT_EQ(back.ratio, -0.5f);
+    EXPECT_TRUE(back.inverted);
+    EXPECT_FLOAT_EQ(back.contribution(1.0f), 0.25f);
+
+    auto legacy = juce::parseXML(R"(<SignalConnection Name="L" ModulationSource="@VoiceParam Velocity"
+        ModulationDestination=">Level" ModulationRatio="0.75" Mode="Modulation"/>)");
+    qel::SignalConnection old("y");
+    ASSERT_TRUE(old.fromXml(*legacy));
+    EXPECT_EQ(old.source, "@VoiceParam OriginalVelocity");
+    EXPECT_EQ(old.destination, "Level");
+    EXPECT_FLOAT_EQ(old.ratio, 0.75f);
+    EXPECT_EQ(old.connectionMode, 1);
+    EXPECT_EQ(old.midiController(), -1);
+}
+
+// A MIDI-learned controller moves its parameter through the envelope, at
+// every block, with no change of the element's own values.
+TEST(SignalConnection, AMidiControllerLinkMovesItsParameter)
+{
+    qel::Engine engine;
+    auto owned = std::make_unique<TestEffect>();
+    auto* effect = owned.get();
+    engine.addChild(std::move(owned));
+    qel::Bus bus(2, 64, "Main Out");
+    engine.setFormat(48000.0, 64);
+    engine.setOutputStream(0, &bus);
+    auto context = std::make_unique<qel::RenderContext>();
+    context->setSampleRate(48000.0);
+
+    effect->setParameterFloat(Ids::get().level, 0.0f);
+    auto description = juce::parseXML(R"(<SignalConnection Source="@MIDI CC 74" Destination="PeLevel" Ratio="1"/>)");
+    ASSERT_TRUE(effect->addModulationSource(*description, true));
+    EXPECT_EQ(effect->getActiveConnections().size(), 1u);
+    juce::StringArray sources;
+    effect->listModulationSources(Ids::get().level, sources);
+    EXPECT_EQ(sources, juce::StringArray { "@MIDI CC 74" });
+
+    auto run = [&](std::vector<qel::EngineEvent> events) {
+        engine.processEvents(*context, events.data(), (int) events.size(), 64);
+        engine.render(*context, 64);
+        context->endBlock(64);
+    };
+    run({ qel::EngineEvent::midi(0xB0, 0, 74, 127, 0) });
+    const float first = effect->state().level;
+    EXPECT_GT(first, 0.0f);
+    for (int i = 0; i < 500; ++i)
+        run({});
+    EXPECT_NEAR(effect->state().level, 2.0f, 1e-4f); // full controller: the top of the range
+    EXPECT_EQ(effect->getParameterFloat(Ids::get().level), 0.0f); // the base stays
+
+    EXPECT_TRUE(effect->removeModulationSource(Ids::get().level, "@MIDI CC 74", true));
+    EXPECT_TRUE(effect->getActiveConnections().empty());
+    EXPECT_FALSE(effect->addModulationSource(*juce::parseXML(R"(<SignalConnection Source="@MIDI CC 1" Destination="DisplayType"/>)"), true));
+}
+
+TEST(ModulationTypes, AddOrMultiply)
+{
+    const float modulation[3] = { 0.5f, -1.0f, 2.0f };
+    float out[3];
+    qel::AdditiveParameterModulation().apply(1.0f, modulation, out, 3);
+    EXPECT_EQ(out[1], 0.0f);
+    qel::MultiplicativeParameterModulation().apply(3.0f, modulation, out, 3);
+    EXPECT_EQ(out[2], 6.0f);
+}
+
+} // namespace

@@ -154,7 +154,7 @@ TEST(ReelwarpPlugin, ZeroFrameBlockDrainsMidiAndRunsNothing)
     buffer.clear();
     p.processBlock(buffer, midi);
     EXPECT_TRUE(p.getPendingEvents().empty());
-    EXPECT_EQ(p.getEngine().getMidiState().noteVelocities[60], 100);
+    EXPECT_EQ(p.getEngine().getMidiState()->noteVelocities[60], 100);
 }
 
 TEST(ReelwarpPlugin, BusyRenderLockPassesTheBlockDryAndKeepsEvents)
