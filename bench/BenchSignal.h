@@ -27,4 +27,18 @@ inline void reportRealTimeFactor(benchmark::State& state)
                                                      benchmark::Counter::kIsRate);
 }
 
+// Runs process over a block of samples per iteration and reports the real-time factor.
+template <typename Process>
+void runPerSample(benchmark::State& state, const std::vector<double>& input, Process&& process)
+{
+    double sink = 0.0;
+    for (auto _ : state)
+    {
+        for (double x : input)
+            sink += process(x);
+        benchmark::DoNotOptimize(sink);
+    }
+    reportRealTimeFactor(state);
+}
+
 } // namespace qel::bench

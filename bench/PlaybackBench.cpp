@@ -12,15 +12,7 @@ void playHead(benchmark::State& state)
 {
     qel::PlayHead head;
     head.setSampleRate(sampleRate);
-    const auto input = musicLikeBlock(30.0);
-    double sink = 0.0;
-    for (auto _ : state)
-    {
-        for (double x : input)
-            sink += head.process(x);
-        benchmark::DoNotOptimize(sink);
-    }
-    reportRealTimeFactor(state);
+    runPerSample(state, musicLikeBlock(30.0), [&](double x) { return head.process(x); });
 }
 BENCHMARK(playHead);
 
@@ -31,15 +23,8 @@ void noiseReductionPair(benchmark::State& state)
     nr.prepare(sampleRate);
     nr.setEncoderMode(Mode);
     nr.setDecoderMode(Mode);
-    const auto input = musicLikeBlock(static_cast<double>(state.range(0)));
-    double sink = 0.0;
-    for (auto _ : state)
-    {
-        for (double x : input)
-            sink += nr.decode<Mode>(nr.encode<Mode>(x));
-        benchmark::DoNotOptimize(sink);
-    }
-    reportRealTimeFactor(state);
+    runPerSample(state, musicLikeBlock(static_cast<double>(state.range(0))),
+                 [&](double x) { return nr.decode<Mode>(nr.encode<Mode>(x)); });
 }
 BENCHMARK_TEMPLATE(noiseReductionPair, qel::basicPreEmphasis)->Arg(30);
 BENCHMARK_TEMPLATE(noiseReductionPair, qel::typeA)->Arg(1)->Arg(30);

@@ -12,15 +12,7 @@ void recordHead(benchmark::State& state)
     qel::RecordHead head;
     head.prepare(sampleRate);
     head.setA(5.0 - 4.0 * static_cast<double>(state.range(0)) / 100.0);
-    const auto input = musicLikeBlock(static_cast<double>(state.range(1)));
-    double sink = 0.0;
-    for (auto _ : state)
-    {
-        for (double x : input)
-            sink += head.process(x);
-        benchmark::DoNotOptimize(sink);
-    }
-    reportRealTimeFactor(state);
+    runPerSample(state, musicLikeBlock(static_cast<double>(state.range(1))), [&](double x) { return head.process(x); });
 }
 
 // Hardness in percent, level at the +-100 scale: quiet, nominal, driven hard.

@@ -248,15 +248,7 @@ void ProcessingElement::process(RenderContext& context, int frames, ProcessingEl
         processUnsliced(context, state, frames);
         return;
     }
-    state.stateFlags |= 1;
-    state.sliceOffset = 0;
-    for (int slice = 0; state.sliceOffset < static_cast<uint32_t>(frames); ++slice)
-    {
-        sliceUpdate(slice, state);
-        processUnsliced(context, state, std::min(sliceFrames, frames - static_cast<int>(state.sliceOffset)));
-        state.sliceOffset += sliceFrames;
-    }
-    state.stateFlags &= static_cast<uint8_t>(~1);
+    forEachSlice(frames, state, [&](int n) { processUnsliced(context, state, n); });
 }
 
 void ProcessingElement::processEvents(RenderContext& context, const EngineEvent* events, int count, int frames)
@@ -359,15 +351,7 @@ void BasicProcessingElement::process(RenderContext& context, int frames, Process
                     processIdle(context, state, frames);
                     return;
                 }
-                state.stateFlags |= 1;
-                state.sliceOffset = 0;
-                for (int slice = 0; state.sliceOffset < static_cast<uint32_t>(frames); ++slice)
-                {
-                    sliceUpdate(slice, state);
-                    processIdle(context, state, std::min(sliceFrames, frames - static_cast<int>(state.sliceOffset)));
-                    state.sliceOffset += sliceFrames;
-                }
-                state.stateFlags &= static_cast<uint8_t>(~1);
+                forEachSlice(frames, state, [&](int n) { processIdle(context, state, n); });
                 return;
             }
         }
@@ -385,19 +369,14 @@ void BasicProcessingElement::process(RenderContext& context, int frames, Process
         processAudio(context, state, frames, channels, nullptr);
         return;
     }
-    state.stateFlags |= 1;
     constexpr uint32_t maxChannels = 32;
-    const uint32_t n = std::min(channelCount, maxChannels);
+    const uint32_t count = std::min(channelCount, maxChannels);
     float* offset[maxChannels];
-    for (int slice = 0; state.sliceOffset < static_cast<uint32_t>(frames); ++slice)
-    {
-        for (uint32_t c = 0; c < n; ++c)
+    forEachSlice(frames, state, [&](int n) {
+        for (uint32_t c = 0; c < count; ++c)
             offset[c] = channels[c] + state.sliceOffset;
-        sliceUpdate(slice, state);
-        processAudio(context, state, std::min(sliceFrames, frames - static_cast<int>(state.sliceOffset)), offset, nullptr);
-        state.sliceOffset += sliceFrames;
-    }
-    state.stateFlags &= static_cast<uint8_t>(~1);
+        processAudio(context, state, n, offset, nullptr);
+    });
 }
 
 } // namespace qel

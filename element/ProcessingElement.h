@@ -79,6 +79,22 @@ public:
     const std::vector<ElementParamEnvelope*>& getConnections() const noexcept { return connectionList; }
 
 protected:
+    // Runs work(sliceFrames) for each slice of up to 32 frames, with the
+    // slice's values in the state and its offset in sliceOffset.
+    template <typename Work>
+    void forEachSlice(int frames, ProcessingElementState& state, Work&& work)
+    {
+        state.stateFlags |= 1;
+        state.sliceOffset = 0;
+        for (int slice = 0; state.sliceOffset < static_cast<uint32_t>(frames); ++slice)
+        {
+            sliceUpdate(slice, state);
+            work(std::min(sliceFrames, frames - static_cast<int>(state.sliceOffset)));
+            state.sliceOffset += sliceFrames;
+        }
+        state.stateFlags &= static_cast<uint8_t>(~1);
+    }
+
     void parameterSetImmediately(ParameterInfoBase& binding) override;
     // Declares a binding and, for a modulable state-level one, its envelope.
     void declareParameter(std::unique_ptr<ParameterInfoBase> binding);
