@@ -14,19 +14,19 @@ if(NOT EXISTS ${REELWARP_FST_DIR}/fst.h)
     message(FATAL_ERROR "fst headers not found: install fst-dev")
 endif()
 
+# Replaces a text that must be there; fails when fst changed under the fix.
+macro(reelwarp_fix_fst from to)
+    string(FIND "${_fst}" "${from}" _at)
+    if(_at EQUAL -1)
+        message(FATAL_ERROR "fst.h no longer holds '${from}'; review the VST2 header fix")
+    endif()
+    string(REPLACE "${from}" "${to}" _fst "${_fst}")
+endmacro()
+
 file(READ ${REELWARP_FST_DIR}/fst.h _fst)
-set(_flexible "t_fstSpeakerProperties speakers[];")
-string(FIND "${_fst}" "${_flexible}" _at)
-if(_at EQUAL -1)
-    message(FATAL_ERROR "fst.h no longer declares the flexible speaker array; review the VST2 header fix")
-endif()
-string(REPLACE "${_flexible}" "t_fstSpeakerProperties speakers[8];" _fst "${_fst}")
-set(_short_label "  char shortLabel[8];\n} FST_UNKNOWN(t_fstPinProperties);")
-string(FIND "${_fst}" "${_short_label}" _at)
-if(_at EQUAL -1)
-    message(FATAL_ERROR "fst.h changed its VstPinProperties; review the VST2 header fix")
-endif()
-string(REPLACE "${_short_label}" "  char shortLabel[8];\n  char future[48];\n} FST_UNKNOWN(t_fstPinProperties);" _fst "${_fst}")
+reelwarp_fix_fst("t_fstSpeakerProperties speakers[];" "t_fstSpeakerProperties speakers[8];")
+reelwarp_fix_fst("  char shortLabel[8];\n} FST_UNKNOWN(t_fstPinProperties);"
+                 "  char shortLabel[8];\n  char future[48];\n} FST_UNKNOWN(t_fstPinProperties);")
 # Quieten the reverse-engineering notes that fst prints on every include.
 string(REGEX REPLACE "\n# *warning [^\n]*" "\n" _fst "${_fst}")
 # Written through configure_file so that an unchanged header keeps its time stamp.

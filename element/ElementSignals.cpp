@@ -41,15 +41,14 @@ bool ParameterChangeChannel::post(const std::weak_ptr<ParameterSignal::Body>& bo
     message->body = body;
     message->parameterId = parameterId;
     message->element = element;
-    while (!pending.push(message))
+    if (pending.push(message))
+        return true;
+    // Cannot happen while every message has a node; give it back all the same.
+    message->body.reset();
+    while (!free.push(message))
     {
-        message->body.reset();
-        while (!free.push(message))
-        {
-        }
-        return false;
     }
-    return true;
+    return false;
 }
 
 int ParameterChangeChannel::deliver()

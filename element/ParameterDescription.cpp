@@ -57,27 +57,25 @@ const char* const noteNames[12] = { "C", "C#", "D", "D#", "E", "F", "F#", "G", "
 // Returns the number part's success; value is written in any case.
 bool parseByType(uint32_t type, const String& text, bool hasRange, double minimum, double maximum, double& value)
 {
+    // The number that is left when the unit word is removed, scaled.
+    auto withUnit = [&](const char* word, bool ignoreCase, double scale) {
+        const bool ok = readNumber(without(text, word, ignoreCase), value);
+        value *= scale;
+        return ok;
+    };
+    auto has = [&](const char* word, bool ignoreCase) { return contains(text, word, ignoreCase); };
+
     switch (type)
     {
-        case percent100:
-        case percentNormalised:
-        {
-            const bool ok = readNumber(without(text, "%", false), value);
-            if (type == percentNormalised)
-                value *= 0.01;
-            return ok;
-        }
+        case percent100: return withUnit("%", false, 1.0);
+        case percentNormalised: return withUnit("%", false, 0.01);
         case seconds:
         case secondsOrBeats:
         {
-            if (contains(text, "ms", true))
-            {
-                const bool ok = readNumber(without(text, "ms", true), value);
-                value *= 0.001;
-                return ok;
-            }
-            if (contains(text, "s", true))
-                return readNumber(without(text, "s", true), value);
+            if (has("ms", true))
+                return withUnit("ms", true, 0.001);
+            if (has("s", true))
+                return withUnit("s", true, 1.0);
             const bool ok = readNumber(text, value);
             // A bare number for a short-range seconds parameter means milliseconds.
             const bool inside = value >= minimum && value <= maximum;
@@ -87,28 +85,18 @@ bool parseByType(uint32_t type, const String& text, bool hasRange, double minimu
         }
         case milliseconds:
         case millisecondsOrBeats:
-        {
-            if (contains(text, "ms", true))
-                return readNumber(without(text, "ms", true), value);
-            if (contains(text, "s", true))
-            {
-                const bool ok = readNumber(without(text, "s", true), value);
-                value *= 1000.0;
-                return ok;
-            }
+            if (has("ms", true))
+                return withUnit("ms", true, 1.0);
+            if (has("s", true))
+                return withUnit("s", true, 1000.0);
             return readNumber(text, value);
-        }
         case hertz:
         case hertzOrBeats:
         {
-            if (contains(text, "kHz", false))
-            {
-                const bool ok = readNumber(without(text, "kHz", false), value);
-                value *= 1000.0;
-                return ok;
-            }
-            if (contains(text, "Hz", false))
-                return readNumber(without(text, "Hz", false), value);
+            if (has("kHz", false))
+                return withUnit("kHz", false, 1000.0);
+            if (has("Hz", false))
+                return withUnit("Hz", false, 1.0);
             bool ok = readNumber(text, value);
             if (maximum >= minimum && value < minimum)
             {
@@ -117,11 +105,10 @@ bool parseByType(uint32_t type, const String& text, bool hasRange, double minimu
             }
             return ok;
         }
-        case decibels:
-            return readNumber(without(text, "dB", false), value);
+        case decibels: return withUnit("dB", false, 1.0);
         case linearGain:
         {
-            const bool ok = readNumber(without(text, "dB", false), value);
+            const bool ok = withUnit("dB", false, 1.0);
             value = std::exp(value * 0.115129254);
             return ok;
         }
@@ -132,13 +119,9 @@ bool parseByType(uint32_t type, const String& text, bool hasRange, double minimu
                 value = 0.0;
                 return true;
             }
-            if (contains(text, "HPF", false))
-            {
-                const bool ok = readNumber(without(text, "HPF", false), value);
-                value *= 0.007874016;
-                return ok;
-            }
-            if (contains(text, "LPF", false))
+            if (has("HPF", false))
+                return withUnit("HPF", false, 0.007874016);
+            if (has("LPF", false))
             {
                 const bool ok = readNumber(without(text, "LPF", false), value);
                 value = (value - 127.0) * 0.007874016;
@@ -152,19 +135,11 @@ bool parseByType(uint32_t type, const String& text, bool hasRange, double minimu
         }
         case stereoPosition:
         {
-            if (contains(text, "Left", false))
-            {
-                const bool ok = readNumber(without(text, "Left", false), value);
-                value *= -0.01;
-                return ok;
-            }
-            if (contains(text, "Right", false))
-            {
-                const bool ok = readNumber(without(text, "Right", false), value);
-                value *= 0.01;
-                return ok;
-            }
-            if (contains(text, "Center", false))
+            if (has("Left", false))
+                return withUnit("Left", false, -0.01);
+            if (has("Right", false))
+                return withUnit("Right", false, 0.01);
+            if (has("Center", false))
             {
                 value = 0.0;
                 return true;
@@ -175,17 +150,11 @@ bool parseByType(uint32_t type, const String& text, bool hasRange, double minimu
             return ok;
         }
         case semitones:
-        {
-            if (contains(text, "Semitones", false))
-                return readNumber(without(text, "Semitones", false), value);
-            if (contains(text, "Cents", false))
-            {
-                const bool ok = readNumber(without(text, "Cents", false), value);
-                value *= 0.01;
-                return ok;
-            }
+            if (has("Semitones", false))
+                return withUnit("Semitones", false, 1.0);
+            if (has("Cents", false))
+                return withUnit("Cents", false, 0.01);
             return readNumber(text, value);
-        }
         default:
             // Type 15 reads a bare number too: the asymmetry with 14 is meant.
             return readNumber(text, value);

@@ -30,6 +30,18 @@ public:
     ParameterDescription<int>& intDescription(uint32_t id) { return ints.at(id); }
     ParameterDescription<bool>& boolDescription(uint32_t id) { return bools.at(id); }
     ParameterDescription<String>& stringDescription(uint32_t id) { return strings.at(id); }
+    template <typename T>
+    ParameterDescription<T>& description(uint32_t id)
+    {
+        if constexpr (std::is_same_v<T, float>)
+            return floatDescription(id);
+        else if constexpr (std::is_same_v<T, int>)
+            return intDescription(id);
+        else if constexpr (std::is_same_v<T, bool>)
+            return boolDescription(id);
+        else
+            return stringDescription(id);
+    }
     // A copy of the base part; a blank one with flags 0x38 for an unknown id.
     ParameterDescriptionBase baseDescription(uint32_t id) const;
     void unregister(uint32_t id);

@@ -1,5 +1,6 @@
 #include "element/ProcessingElement.h"
 
+#include "element/Bindings.h"
 #include "element/SignalConnection.h"
 
 #include <algorithm>
@@ -16,10 +17,7 @@ ProcessingElement::ProcessingElement(const String& typeName, const String& name)
         &r.stringDescription(ids.displayType),
         [](const void* e, const uint16_t*) { return static_cast<const Element*>(e)->getTypeName(); },
         [](void*, const uint16_t*, String) {}));
-    declareParameter(std::make_unique<ParameterInfo<bool>>(
-        &r.boolDescription(ids.bypass),
-        [](const void* s, const uint16_t*) { return static_cast<const ProcessingElementState*>(s)->bypass; },
-        [](void* s, const uint16_t*, bool v) { static_cast<ProcessingElementState*>(s)->bypass = v; }));
+    declareParameter(bindField<&ProcessingElementState::bypass>(ids.bypass));
 }
 
 ProcessingElement::~ProcessingElement() = default;

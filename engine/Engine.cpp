@@ -1,5 +1,7 @@
 #include "engine/Engine.h"
 
+#include "element/Bindings.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -37,35 +39,19 @@ Engine::Engine() : ProcessingElement("Engine", "Engine")
 
 void Engine::declareParameters()
 {
-    auto& r = ParameterRegistry::get();
     const auto& ids = Ids::get();
+    declareParameter(bindField<&Engine::globalTune>(ids.globalTune));
+    // Tempo keeps its double and float mirrors together.
     declareParameter(std::make_unique<ParameterInfo<float>>(
-        &r.floatDescription(ids.globalTune), [](const void* e, const uint16_t*) { return static_cast<const Engine*>(e)->globalTune; },
-        [](void* e, const uint16_t*, float v) { static_cast<Engine*>(e)->globalTune = v; }));
-    declareParameter(std::make_unique<ParameterInfo<float>>(
-        &r.floatDescription(ids.tempo), [](const void* e, const uint16_t*) { return static_cast<const Engine*>(e)->tempoFloat; },
+        &ParameterRegistry::get().floatDescription(ids.tempo),
+        [](const void* e, const uint16_t*) { return static_cast<const Engine*>(e)->tempoFloat; },
         [](void* e, const uint16_t*, float v) { static_cast<Engine*>(e)->setTempo(v); }));
-    declareParameter(std::make_unique<ParameterInfo<bool>>(
-        &r.boolDescription(FrameworkParameters::get().syncToHost),
-        [](const void* e, const uint16_t*) { return static_cast<const Engine*>(e)->syncToHost; },
-        [](void* e, const uint16_t*, bool v) { static_cast<Engine*>(e)->syncToHost = v; }));
-    declareParameter(std::make_unique<ParameterInfo<bool>>(
-        &r.boolDescription(ids.playing), [](const void* e, const uint16_t*) { return static_cast<const Engine*>(e)->playing; },
-        [](void* e, const uint16_t*, bool v) { static_cast<Engine*>(e)->playing = v; }));
-    declareParameter(std::make_unique<ParameterInfo<bool>>(
-        &r.boolDescription(ids.recording), [](const void* e, const uint16_t*) { return static_cast<const Engine*>(e)->recording; },
-        [](void* e, const uint16_t*, bool v) { static_cast<Engine*>(e)->recording = v; }));
-    declareParameter(std::make_unique<ParameterInfo<bool>>(
-        &r.boolDescription(ids.autoPlay), [](const void* e, const uint16_t*) { return static_cast<const Engine*>(e)->autoPlay; },
-        [](void* e, const uint16_t*, bool v) { static_cast<Engine*>(e)->autoPlay = v; }));
-    declareParameter(std::make_unique<ParameterInfo<int>>(
-        &r.intDescription(ids.meterNumerator),
-        [](const void* e, const uint16_t*) { return static_cast<const Engine*>(e)->meterNumerator; },
-        [](void* e, const uint16_t*, int v) { static_cast<Engine*>(e)->meterNumerator = v; }));
-    declareParameter(std::make_unique<ParameterInfo<int>>(
-        &r.intDescription(ids.meterDenominator),
-        [](const void* e, const uint16_t*) { return static_cast<const Engine*>(e)->meterDenominator; },
-        [](void* e, const uint16_t*, int v) { static_cast<Engine*>(e)->meterDenominator = v; }));
+    declareParameter(bindField<&Engine::syncToHost>(FrameworkParameters::get().syncToHost));
+    declareParameter(bindField<&Engine::playing>(ids.playing));
+    declareParameter(bindField<&Engine::recording>(ids.recording));
+    declareParameter(bindField<&Engine::autoPlay>(ids.autoPlay));
+    declareParameter(bindField<&Engine::meterNumerator>(ids.meterNumerator));
+    declareParameter(bindField<&Engine::meterDenominator>(ids.meterDenominator));
 }
 
 Engine::~Engine()

@@ -36,17 +36,13 @@ void TapeSpine::preparePairs()
         p->prepare(getSampleRate());
 }
 
+// Called once per slice: that is where the modes are read.
 void TapeSpine::processPair(DeckPair& pair, float* samples, int frames, float* deviation) noexcept
 {
-    for (int start = 0; start < frames; start += DeckPair::maxSlice)
-    {
-        const int n = std::min(DeckPair::maxSlice, frames - start);
-        // Modes are read once per slice.
-        const auto process = selectChannelProcessor(pair.flangeMode, pair.deckA.noiseReduction.encoderMode,
-                                                    pair.deckA.noiseReduction.decoderMode);
-        if (process != nullptr)
-            process(pair, samples + start, n, deviation);
-    }
+    const auto process = selectChannelProcessor(pair.flangeMode, pair.deckA.noiseReduction.encoderMode,
+                                                pair.deckA.noiseReduction.decoderMode);
+    if (process != nullptr)
+        process(pair, samples, frames, deviation);
 }
 
 void TapeSpine::processAudio(RenderContext& context, ProcessingElementState& state, int frames, float* const* channels,

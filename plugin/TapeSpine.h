@@ -22,7 +22,7 @@ public:
     void processAudio(RenderContext& context, ProcessingElementState& state, int frames, float* const* channels,
                       void* extra) override;
 
-    // Runs one channel's pair over a block in slices, as the render does.
+    // Runs one channel's pair over a slice, as the render does; the deviation holds frames values.
     static void processPair(DeckPair& pair, float* samples, int frames, float* deviation) noexcept;
 
 private:

@@ -198,7 +198,7 @@ TEST(ReelwarpPlugin, OutputMatchesTheChainRunDirectlyForOddBlockSizes)
             reference.push_back(std::make_unique<qel::DeckPair>());
             reference.back()->prepare(44100.0);
         }
-        float deviation[qel::DeckPair::maxSlice];
+        std::vector<float> deviation((size_t) blockSize);
 
         juce::MidiBuffer midi;
         int64_t frame = 0;
@@ -211,7 +211,7 @@ TEST(ReelwarpPlugin, OutputMatchesTheChainRunDirectlyForOddBlockSizes)
             p.processBlock(buffer, midi);
             for (int c = 0; c < 2; ++c)
             {
-                qel::TapeSpine::processPair(*reference[(size_t) c], expected.getWritePointer(c), blockSize, deviation);
+                qel::TapeSpine::processPair(*reference[(size_t) c], expected.getWritePointer(c), blockSize, deviation.data());
                 for (int i = 0; i < blockSize; ++i)
                     worst = std::max(worst, (double) std::fabs(buffer.getSample(c, i) - expected.getSample(c, i)));
             }
