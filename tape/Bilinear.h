@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <utility>
 
 namespace qel
 {
@@ -10,6 +11,15 @@ namespace qel
 // bilinear map s = 2f (1 - z^-1) / (1 + z^-1), without prewarping.
 // Prototype coefficients are in ascending powers of s; the result is in
 // ascending powers of z^-1 and normalised so that a[0] = 1.
+namespace detail
+{
+template <typename T, size_t N, size_t... I>
+std::array<T, N> shiftedIn(const std::array<T, N>& h, T newest, std::index_sequence<I...>) noexcept
+{
+    return { newest, h[I]... };
+}
+} // namespace detail
+
 template <size_t Order>
 struct DigitalCoefficients
 {
@@ -55,7 +65,28 @@ DigitalCoefficients<Order> bilinear(const std::array<double, Order + 1>& numerat
     return out;
 }
 
-// Direct form I in double precision; histories shift once per sample.
+// One sample of a direct form I; histories shift once per sample. T is
+// double for one filter or Double2 for a pair of them.
+template <typename T, size_t Order>
+T directFormI(const std::array<T, Order + 1>& b, const std::array<T, Order + 1>& a, std::array<T, Order>& x,
+              std::array<T, Order>& y, T in) noexcept
+{
+    // The newest output is added last, so that the recursion from one
+    // sample to the next is a single multiply and add.
+    T feedForward = b[0] * in;
+    for (size_t i = 0; i < Order; ++i)
+        feedForward += b[i + 1] * x[i];
+    T olderFeedback {};
+    for (size_t i = Order - 1; i > 0; --i)
+        olderFeedback -= a[i + 1] * y[i];
+    const T out = (feedForward + olderFeedback) - a[1] * y[0];
+    // Element by element: a shifting loop compiles to a library memmove.
+    x = detail::shiftedIn(x, in, std::make_index_sequence<Order - 1>());
+    y = detail::shiftedIn(y, out, std::make_index_sequence<Order - 1>());
+    return out;
+}
+
+// Direct form I in double precision.
 template <size_t Order>
 struct DirectFormI
 {
@@ -69,26 +100,7 @@ struct DirectFormI
         y.fill(0.0);
     }
 
-    double process(double in) noexcept
-    {
-        // The newest output is added last, so that the recursion from one
-        // sample to the next is a single multiply and add.
-        double feedForward = c.b[0] * in;
-        for (size_t i = 0; i < Order; ++i)
-            feedForward += c.b[i + 1] * x[i];
-        double olderFeedback = 0.0;
-        for (size_t i = Order - 1; i > 0; --i)
-            olderFeedback -= c.a[i + 1] * y[i];
-        const double out = (feedForward + olderFeedback) - c.a[1] * y[0];
-        for (size_t i = Order - 1; i > 0; --i)
-        {
-            x[i] = x[i - 1];
-            y[i] = y[i - 1];
-        }
-        x[0] = in;
-        y[0] = out;
-        return out;
-    }
+    double process(double in) noexcept { return directFormI(c.b, c.a, x, y, in); }
 };
 
 } // namespace qel

@@ -19,11 +19,13 @@ struct TrialBiquad
 
     void clear() noexcept { x1 = x2 = y1 = y2 = 0.0; }
 
-    double evaluate(double x) noexcept
+    template <typename T>
+    T evaluate(T x) noexcept
     {
-        lastIn = x;
-        lastOut = c.b[0] * x + c.b[1] * x1 + c.b[2] * x2 - c.a[1] * y1 - c.a[2] * y2;
-        return lastOut;
+        const T out = c.b[0] * x + c.b[1] * x1 + c.b[2] * x2 - c.a[1] * y1 - c.a[2] * y2;
+        lastIn = lastLane(x);
+        lastOut = lastLane(out);
+        return out;
     }
 
     void commit() noexcept
@@ -92,9 +94,10 @@ struct TypeACompander
     }
 
     // The encoder's function, without commit.
-    double evaluate(double x) noexcept
+    template <typename T>
+    T evaluate(T x) noexcept
     {
-        double out = x;
+        T out = x;
         for (auto& b : bands)
             out += b.cell.evaluate(b.filter.evaluate(b.inputGain * x));
         return out;
@@ -116,25 +119,42 @@ struct TypeACompander
         return y;
     }
 
-    // Solves evaluate(u) = m by Newton steps with a numerical derivative.
-    double decode(double m) noexcept
+    // Solves evaluate(u) = m by Newton steps with a numerical derivative,
+    // one pass at a time, so that two decks' searches can run side by side.
+    struct DecodeSearch
     {
-        double u = lastSolution;
-        double step;
+        TypeACompander& compander;
+        double m;
+        double u = compander.lastSolution;
         int passes = 0;
-        do
+
+        bool pass() noexcept
         {
-            const double r = m - evaluate(u);
-            const double rProbe = m - evaluate(u + probe);
-            step = r / ((rProbe - r) * (1.0 / probe) + 1e-16);
+            // The point and its probe side by side; the probe is evaluated last.
+            const Double2 r = m - compander.evaluate(pack(u, u + probe));
+            const double step = r[0] / ((r[1] - r[0]) * (1.0 / probe) + 1e-16);
             u = u - step;
             ++passes;
-        } while (std::fabs(step) > tolerance && passes < passLimit);
-        lastPasses = passes;
-        lastSolution = u;
-        // The state committed is that of the last evaluation.
-        commit();
-        return u;
+            return std::fabs(step) > tolerance && passes < compander.passLimit;
+        }
+
+        double finish() noexcept
+        {
+            compander.lastPasses = passes;
+            compander.lastSolution = u;
+            // The state committed is that of the last evaluation.
+            compander.commit();
+            return u;
+        }
+    };
+
+    double decode(double m) noexcept
+    {
+        DecodeSearch search { *this, m };
+        while (search.pass())
+        {
+        }
+        return search.finish();
     }
 };
 
@@ -176,58 +196,78 @@ struct TypeBCompander
         sideEnvelope.clear();
     }
 
-    static double cornerFromEnvelope(double e) noexcept
+    template <typename T>
+    static T cornerFromEnvelope(T e) noexcept
     {
-        const double w = (((89683.3046 * e - 310543.2) * e + 309734.797) * e - 22716.5427) * e + 1956.73632;
-        return std::min(w, maxCorner);
+        const T w = (((89683.3046 * e - 310543.2) * e + 309734.797) * e - 22716.5427) * e + 1956.73632;
+        return minOf(w, T {} + maxCorner);
     }
 
-    double encode(double x) noexcept
+    // The search of either direction for the side path's input v, one pass
+    // at a time, so that two decks' searches can run side by side.
+    struct Search
     {
-        const double v = solve([this, x](double candidate) { return slide(candidate, x); });
-        const double c = cell.evaluate(v);
-        commit();
-        return x + c;
-    }
-
-    double decode(double m) noexcept
-    {
-        const double v = solve([this, m](double candidate) { return slide(candidate, m - cell.evaluate(candidate)); });
-        const double c = cell.evaluate(v);
-        commit();
-        return m - c;
-    }
-
-private:
-    // The side shelf of v sets the corner through the envelope; the sliding
-    // shelf then filters what the direction feeds it.
-    double slide(double v, double input) noexcept
-    {
-        sideLastIn = v;
-        sideLastOut = sideShelf.evaluateEncoder(v, sideShelf.d);
-        corner = cornerFromEnvelope(sideEnvelope.step(sideLastOut));
-        slideLastIn = input;
-        slideLastOut = slidingShelf.evaluateEncoder(input, corner);
-        return slideLastOut;
-    }
-
-    template <typename Function>
-    double solve(Function E) noexcept
-    {
-        double v = lastSolution;
-        double step;
+        TypeBCompander& compander;
+        double input; // x when encoding, m when decoding
+        bool decoding;
+        double v = compander.lastSolution;
         int passes = 0;
-        do
+
+        bool pass() noexcept
         {
-            const double r = v - E(v);
-            const double rProbe = (v + probe) - E(v + probe);
-            step = r / ((rProbe - r) * (1.0 / probe) + 1e-16);
+            // The point and its probe side by side; the probe is evaluated last.
+            const Double2 trial = pack(v, v + probe);
+            const Double2 r = trial - compander.direction(trial, input, decoding);
+            const double step = r[0] / ((r[1] - r[0]) * (1.0 / probe) + 1e-16);
             v = v - step;
             ++passes;
-        } while (std::fabs(step) > tolerance && passes < passLimit);
-        lastPasses = passes;
-        lastSolution = v;
-        return v;
+            return std::fabs(step) > tolerance && passes < compander.passLimit;
+        }
+
+        // The output of the direction for the solution.
+        double finish() noexcept
+        {
+            compander.lastPasses = passes;
+            compander.lastSolution = v;
+            const double c = compander.cell.evaluate(v);
+            compander.commit();
+            return decoding ? input - c : input + c;
+        }
+    };
+
+    double encode(double x) noexcept { return run({ *this, x, false }); }
+    double decode(double m) noexcept { return run({ *this, m, true }); }
+
+private:
+    // What the sliding shelf gives for a trial v: the encoder feeds it x, the
+    // decoder m less the cell's part.
+    Double2 direction(Double2 v, double input, bool decoding) noexcept
+    {
+        return slide(v, decoding ? input - cell.evaluate(v) : Double2 {} + input);
+    }
+
+    static double run(Search search) noexcept
+    {
+        while (search.pass())
+        {
+        }
+        return search.finish();
+    }
+
+    // The side shelf of v sets the corner through the envelope; the sliding
+    // shelf then filters what the direction feeds it.
+    template <typename T>
+    T slide(T v, T input) noexcept
+    {
+        const T sideOut = sideShelf.evaluateEncoder(v, sideShelf.d);
+        const T slideCorner = cornerFromEnvelope(sideEnvelope.step(sideOut));
+        const T slideOut = slidingShelf.evaluateEncoder(input, slideCorner);
+        sideLastIn = lastLane(v);
+        sideLastOut = lastLane(sideOut);
+        corner = lastLane(slideCorner);
+        slideLastIn = lastLane(input);
+        slideLastOut = lastLane(slideOut);
+        return slideOut;
     }
 
     void commit() noexcept
@@ -241,5 +281,20 @@ private:
     double sideLastIn = 0.0, sideLastOut = 0.0;
     double slideLastIn = 0.0, slideLastOut = 0.0;
 };
+
+// Two independent searches, one per deck, advanced pass by pass together so
+// that the processor overlaps their dependency chains. Each stops on its own.
+template <typename Search>
+void searchTogether(Search& a, Search& b) noexcept
+{
+    bool goA = true, goB = true;
+    while (goA || goB)
+    {
+        if (goA)
+            goA = a.pass();
+        if (goB)
+            goB = b.pass();
+    }
+}
 
 } // namespace qel

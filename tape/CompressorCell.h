@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tape/Decibels.h"
+#include "tape/Lanes.h"
 
 #include <cmath>
 
@@ -29,10 +30,14 @@ struct EnvelopeCell
 
     void clear() noexcept { q = dq = 0.0; }
 
-    double step(double x) noexcept
+    // Steps with x, or with two trial values at once; the later one's charge
+    // is what a commit keeps.
+    template <typename T>
+    T step(T x) noexcept
     {
-        dq = std::fabs(x) * g + q * h;
-        return (dq * 0.5 + q) * inverseC;
+        const T charge = absOf(x) * g + q * h;
+        dq = lastLane(charge);
+        return (charge * 0.5 + q) * inverseC;
     }
 
     void commit() noexcept { q += dq; }
@@ -69,20 +74,20 @@ struct CompressorCell
     void clear() noexcept { envelope.clear(); }
     void commit() noexcept { envelope.commit(); }
 
-    double curve(double e) const noexcept
+    template <typename T>
+    T curve(T e) const noexcept
     {
-        if (e < lowKnee)
-            return e;
-        if (e > highKnee)
-            return (e - highKnee) * aboveKneeSlope + top;
-        const double t = e - lowKnee;
-        return cubic[0] + t * (cubic[1] + t * (cubic[2] + t * cubic[3]));
+        const T t = e - lowKnee;
+        const T knee = cubic[0] + t * (cubic[1] + t * (cubic[2] + t * cubic[3]));
+        const T above = (e - highKnee) * aboveKneeSlope + top;
+        return select(e < lowKnee, e, select(e > highKnee, above, knee));
     }
 
     // Steps the envelope with x (not committed) and returns the limited x.
-    double evaluate(double x) noexcept
+    template <typename T>
+    T evaluate(T x) noexcept
     {
-        const double e = envelope.step(x) * 1.4142135623730951;
+        const T e = envelope.step(x) * 1.4142135623730951;
         return curve(e) * x / (e + 1e-16);
     }
 };

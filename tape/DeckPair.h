@@ -65,28 +65,46 @@ struct DeckPair
 };
 
 // One channel through its pair, in place, for one set of modes. Deck A runs
-// on the channel and deck B on a copy; their samples are interleaved, which
-// changes nothing in either deck but lets the processor overlap their work.
+// on the channel and deck B on a copy. Each deck's sample is that of
+// TapeDeck::step; from the drive to the play head the two decks share
+// registers, one lane each.
 template <bool LfoMode, uint32_t Encoder, uint32_t Decoder>
 void processChannel(DeckPair& pair, float* buffer, int frames, float* deviation) noexcept
 {
+    TapeDeck& a = pair.deckA;
+    TapeDeck& b = pair.deckB;
+    const float sign = pair.phaseInvert ? -1.0f : 1.0f;
+    const Double2 drive = pack(a.drive, b.drive);
+    const Double2 noiseGain = pack(a.noiseGain, b.noiseGain);
     for (int start = 0; start < frames; start += DeckPair::maxSlice)
     {
         const int n = std::min(DeckPair::maxSlice, frames - start);
         float* x = buffer + start;
         float* dev = deviation + start;
-        auto sliceA = pair.deckA.beginSlice();
-        auto sliceB = pair.deckB.beginSlice();
-        const float sign = pair.phaseInvert ? -1.0f : 1.0f;
+        auto sliceA = a.beginSlice();
+        auto sliceB = b.beginSlice();
+        RecordHeadPair record { a.recordHead, b.recordHead };
+        PlayHeadPair play { a.playHead, b.playHead };
         for (int i = 0; i < n; ++i)
         {
             float deviationA;
-            const float a = pair.deckA.step<LfoMode, Encoder, Decoder, false>(sliceA, x[i], deviationA);
-            const float b = pair.deckB.step<LfoMode, Encoder, Decoder, true>(sliceB, x[i], dev[i]);
-            x[i] = a + b * sign;
+            const Double2 s = pack(a.tapeFront<LfoMode, false>(sliceA, x[i], deviationA),
+                                   b.tapeFront<LfoMode, true>(sliceB, x[i], dev[i]));
+            const Double2 u = tanhOf(s * drive * 0.01) * 100.0;
+            const Double2 compensation = pack(static_cast<double>(a.driveCompensation.value()),
+                                              static_cast<double>(b.driveCompensation.value()));
+            const Double2 e = NoiseReduction::encodePair<Encoder>(a.noiseReduction, b.noiseReduction, u);
+            const Double2 m = record.process(e, compensation * noiseGain);
+            const Double2 g = NoiseReduction::decodePair<Decoder>(a.noiseReduction, b.noiseReduction, m);
+            const Double2 y = play.process(g) / compensation;
+            const float outA = a.tapeBack<LfoMode, false>(sliceA, y[0]);
+            const float outB = b.tapeBack<LfoMode, true>(sliceB, y[1]);
+            x[i] = outA + outB * sign;
         }
-        pair.deckA.endSlice(n, sliceA);
-        pair.deckB.endSlice(n, sliceB);
+        record.store();
+        play.store();
+        a.endSlice(n, sliceA);
+        b.endSlice(n, sliceB);
     }
 }
 

@@ -26,6 +26,7 @@ struct Demagnetizer
     uint64_t duration = 0;   // samples
     double sampleRate = 0.0;
     uint64_t segmentStart = 0;
+    uint64_t length = 1; // L, kept from the last restart
 
     uint64_t segmentLength() const noexcept
     {
@@ -49,7 +50,8 @@ struct Demagnetizer
     void restart(uint64_t now) noexcept
     {
         start = now;
-        duration = segmentLength();
+        length = segmentLength();
+        duration = length;
         segmentStart = now;
     }
 
@@ -63,7 +65,7 @@ struct Demagnetizer
 
     double gain(uint64_t c) noexcept
     {
-        const uint64_t L = segmentLength();
+        const uint64_t L = length;
         if (c == start + duration)
         {
             float r = xorAddStep(a, b);

@@ -22,9 +22,11 @@ struct EmphasisShelf
     void clear() noexcept { x1 = y1 = 0.0; }
 
     // Output for x without advancing the histories.
-    double evaluateEncoder(double x, double zero) const noexcept
+    template <typename T, typename Z>
+    T evaluateEncoder(T x, Z zero) const noexcept
     {
-        const double cd = c * zero, twoF = 2.0 * sampleRate;
+        const Z cd = c * zero;
+        const double twoF = 2.0 * sampleRate;
         return (x * (cd + c * twoF) + x1 * (cd - c * twoF) - y1 * (cd - twoF)) / (cd + twoF);
     }
 

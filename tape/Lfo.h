@@ -1,17 +1,23 @@
 #pragma once
 
+#include "tape/Lanes.h"
+
 #include <cmath>
+#include <cstdint>
 
 namespace qel
 {
 
 // fmod by a power of two, exact for non-negative x: x / m, its floor and the
 // product are exact, and so is the difference. Negative x takes the library's.
-inline float fmodPowerOfTwo(float x, float m) noexcept
+QEL_ALWAYS_INLINE float fmodPowerOfTwo(float x, float m) noexcept
 {
     if (x < 0.0f)
         return std::fmod(x, m);
-    return x - m * std::floor(x / m);
+    // floor by truncation: exact for non-negative q, and q is whole from 2^23.
+    const float q = x / m;
+    const float whole = q < 8388608.0f ? static_cast<float>(static_cast<int32_t>(q)) : q;
+    return x - m * whole;
 }
 
 // The exponent that bends the triangle: it depends on the shape alone.
@@ -20,7 +26,7 @@ inline float lfoShapeExponent(float shape) noexcept
     return std::pow((shape + 1.0f) / (1.0f - shape), 1.41f);
 }
 
-inline float powOrSame(float base, float k) noexcept
+QEL_ALWAYS_INLINE float powOrSame(float base, float k) noexcept
 {
     return k == 1.0f ? base : std::pow(base, k);
 }
@@ -28,7 +34,7 @@ inline float powOrSame(float base, float k) noexcept
 // The flange LFO: a triangle over one unit of phase, with swing between
 // pairs of cycles, a movable peak (symmetry) and a shape from pulse to square.
 // k is lfoShapeExponent(shape), computed once per slice by the deck.
-inline float lfoValueWithExponent(float phase, float lfoPhase, float k, float symmetry, float swing) noexcept
+QEL_ALWAYS_INLINE float lfoValueWithExponent(float phase, float lfoPhase, float k, float symmetry, float swing) noexcept
 {
     const float q = swing * 0.33333334f;
     float v = fmodPowerOfTwo(2.0f * phase, 4.0f) * 0.5f - 1.0f;

@@ -89,7 +89,54 @@ struct NoiseReduction
             return m;
     }
 
+    // Both decks of a pair, one lane each; their searches run side by side.
+    template <uint32_t Mode>
+    static Double2 encodePair(NoiseReduction& a, NoiseReduction& b, Double2 u) noexcept
+    {
+        if constexpr (Mode == noNoiseReduction)
+            return u;
+        else if constexpr (Mode == typeB)
+        {
+            TypeBCompander::Search searchA { a.typeBEncoder, u[0], false };
+            TypeBCompander::Search searchB { b.typeBEncoder, u[1], false };
+            searchTogether(searchA, searchB);
+            return finishBoth(searchA, searchB);
+        }
+        else
+            return pack(a.encode<Mode>(u[0]), b.encode<Mode>(u[1]));
+    }
+
+    template <uint32_t Mode>
+    static Double2 decodePair(NoiseReduction& a, NoiseReduction& b, Double2 m) noexcept
+    {
+        if constexpr (Mode == typeA)
+        {
+            TypeACompander::DecodeSearch searchA { a.typeADecoder, m[0] };
+            TypeACompander::DecodeSearch searchB { b.typeADecoder, m[1] };
+            searchTogether(searchA, searchB);
+            return finishBoth(searchA, searchB);
+        }
+        else if constexpr (Mode == typeB)
+        {
+            TypeBCompander::Search searchA { a.typeBDecoder, m[0], true };
+            TypeBCompander::Search searchB { b.typeBDecoder, m[1], true };
+            searchTogether(searchA, searchB);
+            return finishBoth(searchA, searchB);
+        }
+        else if constexpr (Mode == noNoiseReduction)
+            return m;
+        else
+            return pack(a.decode<Mode>(m[0]), b.decode<Mode>(m[1]));
+    }
+
 private:
+    template <typename Search>
+    static Double2 finishBoth(Search& a, Search& b) noexcept
+    {
+        const double outA = a.finish();
+        return pack(outA, b.finish());
+    }
+
     static void clearMode(uint32_t mode, EmphasisShelf& shelf, TypeACompander& a, TypeBCompander& b) noexcept
     {
         switch (mode)

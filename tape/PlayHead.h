@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tape/Bilinear.h"
+#include "tape/Lanes.h"
 
 #include <algorithm>
 #include <array>
@@ -59,13 +60,16 @@ struct ThicknessLoss
 
     void clear() noexcept { x1 = y1 = 0.0; }
 
-    double process(double x) noexcept
+    template <typename T>
+    static T run(T x, T& x1, T& y1, T b0, T a1) noexcept
     {
-        const double y = b0 * x + b0 * x1 - a1 * y1;
+        const T y = b0 * x + b0 * x1 - a1 * y1;
         x1 = x;
         y1 = y;
         return y;
     }
+
+    double process(double x) noexcept { return run(x, x1, y1, b0, a1); }
 };
 
 // Fringing of a head wider than its track: low frequencies rise by up to 1 + r.
@@ -138,7 +142,8 @@ struct AzimuthLoss
         y1 = 0.0;
     }
 
-    double process(double x) noexcept
+    // Writes x to the ring and reads the two samples M and M + 1 behind it.
+    void exchange(double x, double& A, double& B) noexcept
     {
         // Ring indices (c - M) and (c - M - 1) modulo the ring, without a division.
         const int c = static_cast<int>(write);
@@ -146,13 +151,25 @@ struct AzimuthLoss
         if (a < 0)
             a += ringSize;
         const int b = a == 0 ? ringSize - 1 : a - 1;
-        const double A = ring[static_cast<size_t>(a)];
-        const double B = ring[static_cast<size_t>(b)];
+        A = ring[static_cast<size_t>(a)];
+        B = ring[static_cast<size_t>(b)];
         ring[static_cast<size_t>(c)] = x;
         write = c + 1 == ringSize ? 0u : static_cast<uint32_t>(c + 1);
-        const double y = g0 * x + g1 * A + g2 * B + leak * y1;
+    }
+
+    template <typename T>
+    static T combine(T x, T A, T B, T g0, T g1, T g2, T& y1) noexcept
+    {
+        const T y = g0 * x + g1 * A + g2 * B + leak * y1;
         y1 = y;
         return y;
+    }
+
+    double process(double x) noexcept
+    {
+        double A, B;
+        exchange(x, A, B);
+        return combine(x, A, B, g0, g1, g2, y1);
     }
 };
 
@@ -221,6 +238,62 @@ private:
         thicknessLoss.design(speed, sampleRate);
         widthResponse.design(speed, sampleRate);
         azimuthLoss.design(speed, sampleRate);
+    }
+};
+
+// Both play heads of a pair through one slice, as lanes of one register.
+// Coefficients and histories are copied in at the start of the slice and
+// back at its end; the azimuth rings stay in the heads.
+struct PlayHeadPair
+{
+    PlayHead& a;
+    PlayHead& b;
+    const bool together = a.isEnabled() && b.isEnabled();
+    std::array<Double2, 6> spacingB = pack(a.spacingLoss.filter.c.b, b.spacingLoss.filter.c.b);
+    std::array<Double2, 6> spacingA = pack(a.spacingLoss.filter.c.a, b.spacingLoss.filter.c.a);
+    std::array<Double2, 5> spacingX = pack(a.spacingLoss.filter.x, b.spacingLoss.filter.x);
+    std::array<Double2, 5> spacingY = pack(a.spacingLoss.filter.y, b.spacingLoss.filter.y);
+    Double2 thicknessB0 = pack(a.thicknessLoss.b0, b.thicknessLoss.b0);
+    Double2 thicknessA1 = pack(a.thicknessLoss.a1, b.thicknessLoss.a1);
+    Double2 thicknessX1 = pack(a.thicknessLoss.x1, b.thicknessLoss.x1);
+    Double2 thicknessY1 = pack(a.thicknessLoss.y1, b.thicknessLoss.y1);
+    std::array<Double2, 6> widthB = pack(a.widthResponse.filter.c.b, b.widthResponse.filter.c.b);
+    std::array<Double2, 6> widthA = pack(a.widthResponse.filter.c.a, b.widthResponse.filter.c.a);
+    std::array<Double2, 5> widthX = pack(a.widthResponse.filter.x, b.widthResponse.filter.x);
+    std::array<Double2, 5> widthY = pack(a.widthResponse.filter.y, b.widthResponse.filter.y);
+    Double2 g0 = pack(a.azimuthLoss.g0, b.azimuthLoss.g0);
+    Double2 g1 = pack(a.azimuthLoss.g1, b.azimuthLoss.g1);
+    Double2 g2 = pack(a.azimuthLoss.g2, b.azimuthLoss.g2);
+    Double2 azimuthY1 = pack(a.azimuthLoss.y1, b.azimuthLoss.y1);
+
+    Double2 process(Double2 x) noexcept
+    {
+        if (!together)
+            return pack(a.process(x[0]), b.process(x[1]));
+        const Double2 y1 = directFormI(spacingB, spacingA, spacingX, spacingY, x);
+        const Double2 y2 = ThicknessLoss::run(y1, thicknessX1, thicknessY1, thicknessB0, thicknessA1);
+        const Double2 y3 = directFormI(widthB, widthA, widthX, widthY, y2);
+        double A0, B0, A1, B1;
+        a.azimuthLoss.exchange(y3[0], A0, B0);
+        b.azimuthLoss.exchange(y3[1], A1, B1);
+        return AzimuthLoss::combine(y3, pack(A0, A1), pack(B0, B1), g0, g1, g2, azimuthY1);
+    }
+
+    // Hands the histories back to the heads.
+    void store() noexcept
+    {
+        if (!together)
+            return;
+        unpack(spacingX, a.spacingLoss.filter.x, b.spacingLoss.filter.x);
+        unpack(spacingY, a.spacingLoss.filter.y, b.spacingLoss.filter.y);
+        unpack(widthX, a.widthResponse.filter.x, b.widthResponse.filter.x);
+        unpack(widthY, a.widthResponse.filter.y, b.widthResponse.filter.y);
+        a.thicknessLoss.x1 = thicknessX1[0];
+        b.thicknessLoss.x1 = thicknessX1[1];
+        a.thicknessLoss.y1 = thicknessY1[0];
+        b.thicknessLoss.y1 = thicknessY1[1];
+        a.azimuthLoss.y1 = azimuthY1[0];
+        b.azimuthLoss.y1 = azimuthY1[1];
     }
 };
 

@@ -70,7 +70,7 @@ struct ReadHead
     // Samples behind the write point at sample count c; slides linearly between ticks.
     double position(uint64_t c) const noexcept
     {
-        const auto r = static_cast<double>(c % samplesPerTick);
+        const auto r = static_cast<double>(static_cast<int32_t>(c % samplesPerTick));
         return (positionNow - positionBefore) * r + (positionBefore + 1.0) * samplesPerTick - 1.0;
     }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tape/Lanes.h"
+#include "tape/Tanh.h"
 #include "tape/XorAddStep.h"
 
 #include <cmath>
@@ -89,27 +91,58 @@ struct RecordHead
 
     // The discrete gradient (F(M + d) - F(M)) / d, expanded: the plain
     // quotient cancels against F(M) near turning points of slow signals and
-    // would stall the search at d = 0.
-    double energyQuotient(double d) const noexcept
+    // would stall the search at d = 0. alpha = a / 2 - c2.
+    template <typename T>
+    static T energyQuotient(T m, T d, T alpha) noexcept
     {
-        const double alpha = a * 0.5 - c2;
-        const double m2 = M * M;
-        return alpha * (2.0 * M + d) + c1 * (4.0 * m2 * M + d * (6.0 * m2 + d * (4.0 * M + d)));
+        const T m2 = m * m;
+        return alpha * (2.0 * m + d) + c1 * (4.0 * m2 * m + d * (6.0 * m2 + d * (4.0 * m + d)));
     }
 
     // Its derivative in d, equal to (F'(M + d) - quotient) / d.
-    double energyQuotientSlope(double d) const noexcept
+    template <typename T>
+    static T energyQuotientSlope(T m, T d, T alpha) noexcept
     {
-        return a * 0.5 - c2 + c1 * (6.0 * M * M + d * (8.0 * M + 3.0 * d));
+        return alpha + c1 * (6.0 * m * m + d * (8.0 * m + 3.0 * d));
     }
 
     // One Newton step for quotient(d) + (K / b) d = H.
-    double newtonStep(double d, double field, double kb) const noexcept
+    template <typename T>
+    static T newtonStep(T m, T d, T field, T alpha, T kb) noexcept
     {
-        const double q = energyQuotient(d);
-        const double slope = energyQuotientSlope(d) + kb + 1e-16;
+        const T q = energyQuotient(m, d, alpha);
+        const T slope = energyQuotientSlope(m, d, alpha) + kb + 1e-16;
         return -(field - q - kb * d) / slope;
     }
+
+    // The search for dM from its last value. A lane that has converged stops
+    // moving while the other one finishes; steps counts the longer search.
+    template <typename T>
+    static T solveIncrement(T m, T d, T field, T alpha, T kb, int& steps) noexcept
+    {
+        auto active = T {} == T {};
+        steps = 0;
+        for (;;)
+        {
+            const T step = newtonStep(m, d, field, alpha, kb);
+            d = select(active, d - step, d);
+            ++steps;
+            active = active & (absOf(step) > newtonTolerance);
+            if (!anyLane(active) || steps == maxNewtonSteps)
+                return d;
+        }
+    }
+
+    // The flux derivative over the saturation of the magnetisation.
+    template <typename T>
+    static T fluxOutput(T m, T d, T K, T b) noexcept
+    {
+        const T m2 = m * m;
+        const T g = (0.05 * m2 + 0.5) * m2 + 1.0;
+        return d * K / (g * b * g);
+    }
+
+    double alpha() const noexcept { return a * 0.5 - c2; }
 
     // Voss-McCartney pink noise over five rows, in about -1..1.
     float pinkNoise() noexcept
@@ -141,12 +174,9 @@ struct RecordHead
         return (w + noiseSum) * 0.25f;
     }
 
-    double process(double x) noexcept
+    // The hiss added to the field: pink noise, closed by the gate in silence.
+    float gatedNoise(double x) noexcept
     {
-        if (!on)
-            return x;
-
-        H = x;
         float n = pinkNoise();
         if (gateOn)
         {
@@ -154,33 +184,93 @@ struct RecordHead
             const auto e = static_cast<float>(static_cast<double>(std::fabs(static_cast<float>(x))) * (1.0 - c)
                                               + c * gateEnvelope);
             gateEnvelope = static_cast<double>(e);
-            n *= std::tanh(e * 100.0f);
+            n *= tanhOf(e * 100.0f);
         }
-        H = static_cast<double>(n) * noiseAmount + x;
+        return n;
+    }
 
-        const double K = sampleRate;
-        const double kb = kOverB;
-        int steps = 0;
-        double step;
-        do
-        {
-            step = newtonStep(dM, H, kb);
-            dM = dM - step;
-            ++steps;
-        } while (std::fabs(step) > newtonTolerance && steps < maxNewtonSteps);
-        lastNewtonSteps = steps;
+    double process(double x) noexcept
+    {
+        if (!on)
+            return x;
 
+        H = static_cast<double>(gatedNoise(x)) * noiseAmount + x;
+        dM = solveIncrement(M, dM, H, alpha(), kOverB, lastNewtonSteps);
         M = M + dM;
-        const double M2 = M * M;
-        const double g = (0.05 * M2 + 0.5) * M2 + 1.0;
-        const double y = dM * K / (g * b * g);
-        if (!std::isfinite(y) || !std::isfinite(M))
+        const double y = fluxOutput(M, dM, sampleRate, b);
+        if (!finite(y) || !finite(M))
         {
             // Only a non-finite input gets here; the model restarts from rest.
             clear();
             return 0.0;
         }
         return y;
+    }
+};
+
+// Both record heads of a pair as lanes of one register through a slice: the
+// magnetisation and its increment live in locals and go back at the end.
+struct RecordHeadPair
+{
+    RecordHead& a;
+    RecordHead& b;
+    const bool together = a.isOn() && b.isOn();
+    Double2 M = pack(a.M, b.M);
+    Double2 dM = pack(a.dM, b.dM);
+    const Double2 alpha = pack(a.alpha(), b.alpha());
+    const Double2 kb = pack(a.kOverB, b.kOverB);
+    const Double2 K = pack(a.sampleRate, b.sampleRate);
+    const Double2 resistance = pack(a.b, b.b);
+    Double2 H = pack(a.H, b.H);
+    Double2 lastNoiseAmount = pack(a.noiseAmount, b.noiseAmount);
+    int steps = a.lastNewtonSteps;
+
+    Double2 process(Double2 x, Double2 noiseAmount) noexcept
+    {
+        if (!together)
+        {
+            a.setNoiseAmount(noiseAmount[0]);
+            b.setNoiseAmount(noiseAmount[1]);
+            return pack(a.process(x[0]), b.process(x[1]));
+        }
+        const Double2 n = pack(static_cast<double>(a.gatedNoise(x[0])), static_cast<double>(b.gatedNoise(x[1])));
+        H = n * noiseAmount + x;
+        lastNoiseAmount = noiseAmount;
+        dM = RecordHead::solveIncrement(M, dM, H, alpha, kb, steps);
+        M = M + dM;
+        Double2 y = RecordHead::fluxOutput(M, dM, K, resistance);
+        if (!allLanes(finite(y) & finite(M)))
+            restartNonFinite(y);
+        return y;
+    }
+
+    void store() noexcept
+    {
+        if (!together)
+            return;
+        a.M = M[0];
+        b.M = M[1];
+        a.dM = dM[0];
+        b.dM = dM[1];
+        a.H = H[0];
+        b.H = H[1];
+        a.noiseAmount = lastNoiseAmount[0];
+        b.noiseAmount = lastNoiseAmount[1];
+        a.lastNewtonSteps = b.lastNewtonSteps = steps;
+    }
+
+private:
+    // Only a non-finite input gets here; that lane's model restarts from rest.
+    void restartNonFinite(Double2& y) noexcept
+    {
+        RecordHead* heads[2] { &a, &b };
+        const Mask2 ok = finite(y) & finite(M);
+        for (int i = 0; i < 2; ++i)
+            if (!ok[i])
+            {
+                heads[i]->clear();
+                M[i] = dM[i] = y[i] = 0.0;
+            }
     }
 };
 

@@ -174,11 +174,12 @@ struct TapeDeck
         double s = 0.0;
         for (int tap = 1; tap >= 0; --tap)
         {
+            // The read head keeps p at or above 0: truncation is its floor.
             const double p = readHeads[tap].position(sampleCount);
-            const double whole = std::floor(p);
-            const double f = p - whole;
+            const auto whole = static_cast<int64_t>(p); // signed: one instruction each way
+            const double f = p - static_cast<double>(whole);
+            auto n = static_cast<uint64_t>(whole);
             // (L - n + w) mod L and one before it, without a division per sample.
-            uint64_t n = static_cast<uint64_t>(whole);
             if (n >= tapeLength)
                 n %= tapeLength;
             const uint64_t i0 = w >= n ? w - n : w + tapeLength - n;
@@ -202,27 +203,35 @@ struct TapeDeck
             return fadeCurveA(relativePosition, fade);
     }
 
-    // What a slice computes once: the LFO's increment, normaliser and shape.
+    // What a slice computes once: the LFO's increment, normaliser and shape;
+    // and where on the tape the slice writes.
     struct Slice
     {
         float increment;
         float phase;
         float normaliser;
         float shapeExponent;
-        uint64_t w;
+        uint64_t w;       // the next sample's write index
+        uint64_t current; // this sample's
     };
 
     Slice beginSlice() const noexcept
     {
-        return { static_cast<float>(static_cast<double>(lfoRate) / sampleRate), lfoRunningPhase, lfoNormaliser(),
-                 lfoShapeExponent(lfoShape), sampleCount % tapeLength };
+        return { static_cast<float>(static_cast<double>(lfoRate) / sampleRate),
+                 lfoRunningPhase,
+                 lfoNormaliser(),
+                 lfoShapeExponent(lfoShape),
+                 sampleCount % tapeLength,
+                 0 };
     }
 
-    // One sample through every stage. Every mode is fixed at compile time.
-    template <bool LfoMode, uint32_t Encoder, uint32_t Decoder, bool DeckB>
-    float step(Slice& slice, float input, float& deviation) noexcept
+    // One sample up to the drive: the tape write, its dropouts, the LFO, the
+    // control tick and the deviation out; returns what both taps read.
+    template <bool LfoMode, bool DeckB>
+    double tapeFront(Slice& slice, float input, float& deviation) noexcept
     {
         const uint64_t w = slice.w;
+        slice.current = w;
         slice.w = w + 1 == tapeLength ? 0 : w + 1;
         inputRing[w] = static_cast<double>(input) * inputGain;
         const double d = demagnetizer.gain(sampleCount);
@@ -240,23 +249,36 @@ struct TapeDeck
         if (r == 0)
             controlTick<DeckB>();
         deviation = deviationBefore + (deviationNow - deviationBefore) * 0.03125f * static_cast<float>(r);
+        return readTaps(w);
+    }
 
-        const double s = readTaps(w);
-        const double u = std::tanh(s * drive * 0.01) * 100.0;
-        const auto compensation = static_cast<double>(driveCompensation.value());
-        recordHead.setNoiseAmount(compensation * noiseGain);
-        const double e = noiseReduction.encode<Encoder>(u);
-        const double m = recordHead.process(e);
-        const double g = noiseReduction.decode<Decoder>(m);
-        const double h = playHead.process(g);
-        const double y = h / compensation;
-        outputRing[w] = y;
+    // One sample after the play head and drive compensation: kept on the
+    // tape for feedback, and weighted for the pair's sum.
+    template <bool LfoMode, bool DeckB>
+    float tapeBack(const Slice& slice, double y) noexcept
+    {
+        outputRing[slice.current] = y;
         driveCompensation.advance(1);
         ++sampleCount;
         if constexpr (LfoMode)
             return static_cast<float>(y * 0.5);
         else
             return static_cast<float>(y * fadeWeight<DeckB>());
+    }
+
+    // One sample through every stage. Every mode is fixed at compile time.
+    template <bool LfoMode, uint32_t Encoder, uint32_t Decoder, bool DeckB>
+    float step(Slice& slice, float input, float& deviation) noexcept
+    {
+        const double s = tapeFront<LfoMode, DeckB>(slice, input, deviation);
+        const double u = tanhOf(s * drive * 0.01) * 100.0;
+        const auto compensation = static_cast<double>(driveCompensation.value());
+        recordHead.setNoiseAmount(compensation * noiseGain);
+        const double e = noiseReduction.encode<Encoder>(u);
+        const double m = recordHead.process(e);
+        const double g = noiseReduction.decode<Decoder>(m);
+        const double h = playHead.process(g);
+        return tapeBack<LfoMode, DeckB>(slice, h / compensation);
     }
 
     void endSlice(int frames, const Slice& slice) noexcept

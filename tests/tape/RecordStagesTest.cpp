@@ -1,16 +1,43 @@
 #include "tape/Demagnetizer.h"
 #include "tape/DriveCompensation.h"
 #include "tape/LinearRamp.h"
+#include "tape/Tanh.h"
 #include "tape/XorAddStep.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdint>
+#include <limits>
+#include <random>
 #include <vector>
 
 namespace
 {
+
+// The drive's tanh against the library's, over twenty decades and both signs;
+// each lane of a pair must equal the single-deck value bit for bit.
+TEST(DriveTanh, MatchesTheLibraryWithinAFewUlpInBothForms)
+{
+    std::mt19937_64 random(7);
+    std::uniform_real_distribution<double> unit(-1.0, 1.0);
+    double worst = 0.0;
+    for (int i = 0; i < 200000; ++i)
+    {
+        const double x = std::ldexp(unit(random), i % 34 - 28);
+        const double y = qel::tanhOf(x);
+        worst = std::max(worst, std::fabs(y - std::tanh(x)) / std::fabs(std::tanh(x)));
+        const qel::Double2 pair = qel::tanhOf(qel::Double2 { x, -0.5 * x });
+        ASSERT_EQ(pair[0], y);
+        ASSERT_EQ(pair[1], qel::tanhOf(-0.5 * x));
+    }
+    EXPECT_LT(worst, 4.0 * std::numeric_limits<double>::epsilon());
+    EXPECT_EQ(qel::tanhOf(40.0), 1.0);
+    EXPECT_EQ(qel::tanhOf(-1e300), -1.0);
+    EXPECT_TRUE(std::isnan(qel::tanhOf(std::nan(""))));
+    for (float x = -12.0f; x < 12.0f; x += 0.001f)
+        ASSERT_NEAR(qel::tanhOf(x), std::tanh(x), 2.0f * std::numeric_limits<float>::epsilon());
+}
 
 TEST(Demagnetizer, ZeroDepthGivesUnityExactly)
 {

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+// For the few small helpers of the per-sample path that the compiler would
+// otherwise call out of line.
+#if defined(__GNUC__)
+#define QEL_ALWAYS_INLINE inline __attribute__((always_inline))
+#else
+#define QEL_ALWAYS_INLINE inline
+#endif
+
+namespace qel
+{
+
+// Two decks side by side in one register. The stages' arithmetic is written
+// once, on a value type that is either double (one deck) or Double2 (both
+// decks of a pair); lane i of a Double2 result equals the double result for
+// deck i bit for bit, because every operation is the same IEEE one.
+using Double2 = double __attribute__((vector_size(16)));
+using Mask2 = int64_t __attribute__((vector_size(16)));
+
+inline double select(bool m, double a, double b) noexcept { return m ? a : b; }
+inline Double2 select(Mask2 m, Double2 a, Double2 b) noexcept { return m ? a : b; }
+
+inline bool anyLane(bool m) noexcept { return m; }
+inline bool anyLane(Mask2 m) noexcept { return (m[0] | m[1]) != 0; }
+inline bool allLanes(bool m) noexcept { return m; }
+inline bool allLanes(Mask2 m) noexcept { return (m[0] & m[1]) != 0; }
+
+inline double absOf(double x) noexcept { return x < 0.0 ? -x : x; }
+inline Double2 absOf(Double2 x) noexcept
+{
+    Mask2 bits;
+    std::memcpy(&bits, &x, sizeof x);
+    bits &= Mask2 { INT64_MAX, INT64_MAX };
+    std::memcpy(&x, &bits, sizeof x);
+    return x;
+}
+
+// The value of the later of two trial evaluations, which is what a search
+// that evaluated them one after the other would have left behind.
+inline double lastLane(double x) noexcept { return x; }
+inline double lastLane(Double2 x) noexcept { return x[1]; }
+
+inline double minOf(double a, double b) noexcept { return b < a ? b : a; }
+inline Double2 minOf(Double2 a, Double2 b) noexcept { return b < a ? b : a; }
+
+// True where x is neither infinite nor NaN.
+inline bool finite(double x) noexcept { return x - x == 0.0; }
+inline Mask2 finite(Double2 x) noexcept { return x - x == Double2 { 0.0, 0.0 }; }
+
+inline Double2 pack(double a, double b) noexcept { return Double2 { a, b }; }
+
+template <size_t N>
+std::array<Double2, N> pack(const std::array<double, N>& a, const std::array<double, N>& b) noexcept
+{
+    std::array<Double2, N> v;
+    for (size_t i = 0; i < N; ++i)
+        v[i] = Double2 { a[i], b[i] };
+    return v;
+}
+
+template <size_t N>
+void unpack(const std::array<Double2, N>& v, std::array<double, N>& a, std::array<double, N>& b) noexcept
+{
+    for (size_t i = 0; i < N; ++i)
+    {
+        a[i] = v[i][0];
+        b[i] = v[i][1];
+    }
+}
+
+// Lane-wise bit tricks shared by both types.
+inline uint64_t bitsOf(double x) noexcept
+{
+    uint64_t u;
+    std::memcpy(&u, &x, sizeof u);
+    return u;
+}
+inline double fromBits(uint64_t u) noexcept
+{
+    double x;
+    std::memcpy(&x, &u, sizeof x);
+    return x;
+}
+using Bits2 = uint64_t __attribute__((vector_size(16)));
+inline Bits2 bitsOf(Double2 x) noexcept
+{
+    Bits2 u;
+    std::memcpy(&u, &x, sizeof u);
+    return u;
+}
+inline Double2 fromBits(Bits2 u) noexcept
+{
+    Double2 x;
+    std::memcpy(&x, &u, sizeof x);
+    return x;
+}
+
+} // namespace qel
