@@ -85,11 +85,19 @@ void processChannel(DeckPair& pair, float* buffer, int frames, float* deviation)
         auto sliceB = b.beginSlice();
         RecordHeadPair record { a.recordHead, b.recordHead };
         PlayHeadPair play { a.playHead, b.playHead };
+        // Decks set alike run one LFO between them.
+        const bool sharedLfo = a.sharesLfoWith(b);
         for (int i = 0; i < n; ++i)
         {
+            if constexpr (LfoMode)
+            {
+                const float position = a.lfoPosition(sliceA);
+                a.relativePosition = position;
+                b.relativePosition = sharedLfo ? position : b.lfoPosition(sliceB);
+            }
             float deviationA;
-            const Double2 s = pack(a.tapeFront<LfoMode, false>(sliceA, x[i], deviationA),
-                                   b.tapeFront<LfoMode, true>(sliceB, x[i], dev[i]));
+            const Double2 s = pack(a.tapeFront<false, false>(sliceA, x[i], deviationA),
+                                   b.tapeFront<false, true>(sliceB, x[i], dev[i]));
             const Double2 u = tanhOf(s * drive * 0.01) * 100.0;
             const Double2 compensation = pack(static_cast<double>(a.driveCompensation.value()),
                                               static_cast<double>(b.driveCompensation.value()));

@@ -225,9 +225,25 @@ struct TapeDeck
                  0 };
     }
 
+    // The LFO's relative position for this sample.
+    float lfoPosition(Slice& slice) const noexcept
+    {
+        const float v = lfoValueWithExponent(slice.phase, lfoPhase, slice.shapeExponent, lfoSymmetry, lfoSwing);
+        slice.phase += slice.increment;
+        return (v * slice.normaliser + 1.0f) * 0.5f;
+    }
+
+    // Whether another deck's LFO gives this one's values, sample for sample.
+    bool sharesLfoWith(const TapeDeck& other) const noexcept
+    {
+        return lfoRate == other.lfoRate && lfoRunningPhase == other.lfoRunningPhase && lfoPhase == other.lfoPhase
+            && lfoShape == other.lfoShape && lfoSymmetry == other.lfoSymmetry && lfoSwing == other.lfoSwing
+            && sampleRate == other.sampleRate;
+    }
+
     // One sample up to the drive: the tape write, its dropouts, the LFO, the
     // control tick and the deviation out; returns what both taps read.
-    template <bool LfoMode, bool DeckB>
+    template <bool RunsLfo, bool DeckB>
     double tapeFront(Slice& slice, float input, float& deviation) noexcept
     {
         const uint64_t w = slice.w;
@@ -237,14 +253,8 @@ struct TapeDeck
         const double d = demagnetizer.gain(sampleCount);
         if (recordHead.isOn())
             inputRing[w] *= d;
-        if constexpr (LfoMode)
-        {
-            relativePosition =
-                (lfoValueWithExponent(slice.phase, lfoPhase, slice.shapeExponent, lfoSymmetry, lfoSwing) * slice.normaliser
-                 + 1.0f)
-                * 0.5f;
-            slice.phase += slice.increment;
-        }
+        if constexpr (RunsLfo)
+            relativePosition = lfoPosition(slice);
         const auto r = static_cast<uint32_t>(sampleCount % samplesPerTick);
         if (r == 0)
             controlTick<DeckB>();
