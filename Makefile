@@ -77,6 +77,7 @@ test-tsan: deps
 
 bench: build
 	$(BUILD)/bench/reelwarp_bench
+	$(BUILD)/bench/reelwarp_processor_bench
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(TSAN_BUILD) $(OUT)

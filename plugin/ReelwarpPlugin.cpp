@@ -2,7 +2,7 @@
 
 #include "files/Mounting.h"
 #include "plugin/PluginDefinition.h"
-#include "plugin/TapeSpine.h"
+#include "tape/ReelwarpParameters.h"
 
 #include <cstring>
 
@@ -13,7 +13,7 @@ ReelwarpPlugin::ReelwarpPlugin()
 {
     mountOncePerProcess(ReelwarpPluginDefinition::get().getBundleIdentifier());
     auto newEngine = std::make_shared<Engine>();
-    newEngine->addChild(std::make_unique<TapeSpine>());
+    newEngine->addChild(std::make_unique<ReelwarpProcessor>());
     setEngine(std::move(newEngine));
 }
 
@@ -37,7 +37,7 @@ void ReelwarpPlugin::updateLatency(double sampleRate)
         return;
     bool lowLatency = false;
     if (auto* effect = getEngine().findChild(effectName))
-        if (const auto id = effect->findParameterId("ApplyLowLatency"); id != 0)
+        if (const auto id = reelwarpParameterId(ReelwarpParameter::ApplyLowLatency); effect->findBoolParameter(id) != nullptr)
             lowLatency = effect->getParameterBool(id);
     setLatencySamples(latencyForSampleRate(sampleRate, lowLatency));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "plugin/Plugin.h"
+#include "tape/ReelwarpProcessor.h"
 
 namespace qel
 {
@@ -9,7 +10,7 @@ namespace qel
 class ReelwarpPlugin : public Plugin
 {
 public:
-    static constexpr const char* effectName = "Reelwarp";
+    static constexpr const char* effectName = ReelwarpProcessor::elementName;
 
     ReelwarpPlugin();
     ~ReelwarpPlugin() override;

@@ -49,9 +49,14 @@ struct TransportModulation
     // Seeds of this deck's own, so that decks and channels wander apart.
     void seedUnsynced() noexcept
     {
-        a = static_cast<uint32_t>(std::rand());
-        const auto r = static_cast<uint32_t>(std::rand());
-        a ^= r;
+        const auto first = static_cast<uint32_t>(std::rand());
+        seedUnsynced(first, static_cast<uint32_t>(std::rand()));
+    }
+
+    // The same from two given draws: for callers that must not reach rand().
+    void seedUnsynced(uint32_t first, uint32_t r) noexcept
+    {
+        a = first ^ r;
         b = a + r;
         randomTo = static_cast<double>(static_cast<float>(r * 2.3283064365386963e-10));
     }

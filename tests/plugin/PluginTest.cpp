@@ -1,5 +1,5 @@
 #include "plugin/ReelwarpPlugin.h"
-#include "plugin/TapeSpine.h"
+#include "tape/DeckPair.h"
 #include "support/AllocationCounter.h"
 #include "support/Signals.h"
 
@@ -60,6 +60,15 @@ TEST(ReelwarpPlugin, IdentityOfTheProduct)
     EXPECT_NE(p.getEngine().findChild("Reelwarp"), nullptr);
     p.prepareToPlay(44100.0, 512);
     EXPECT_EQ(p.getLatencySamples(), 2646); // 60 ms in whole samples
+}
+
+TEST(ReelwarpPlugin, LowLatencyModeReportsTenMilliseconds)
+{
+    qel::ReelwarpPlugin p;
+    auto* effect = p.getEngine().findChild(qel::ReelwarpPlugin::effectName);
+    effect->setParameterBool(effect->findParameterId("ApplyLowLatency"), true);
+    p.prepareToPlay(48000.0, 512);
+    EXPECT_EQ(p.getLatencySamples(), 480);
 }
 
 TEST(ReelwarpPlugin, AcceptsStereoMonoAndMonoToStereoOnly)
@@ -174,8 +183,18 @@ TEST(ReelwarpPlugin, BusyRenderLockPassesTheBlockDryAndKeepsEvents)
     EXPECT_EQ(p.getPendingEvents().size(), 1u);
 }
 
-// The bridge adds nothing of its own: the plug-in equals the decks run
-// directly, up to the tape's own hiss.
+// One channel's pair over a block, in slices, as the processor runs it.
+void runPair(qel::DeckPair& pair, float* samples, int frames, float* deviation)
+{
+    for (int start = 0; start < frames; start += 32)
+        qel::selectChannelProcessor(pair.flangeMode, pair.deckA.noiseReduction.encoderMode,
+                                    pair.deckA.noiseReduction.decoderMode)(pair, samples + start,
+                                                                           std::min(32, frames - start), deviation);
+}
+
+// The bridge and the frame around the decks add nothing of their own at the
+// defaults (all wet, 0 dB): the plug-in equals the decks run directly, up to
+// the tape's own hiss.
 TEST(ReelwarpPlugin, OutputMatchesTheChainRunDirectlyForOddBlockSizes)
 {
     for (int blockSize : { 33, 1, 512, 100 })
@@ -201,7 +220,7 @@ TEST(ReelwarpPlugin, OutputMatchesTheChainRunDirectlyForOddBlockSizes)
             p.processBlock(buffer, midi);
             for (int c = 0; c < 2; ++c)
             {
-                qel::TapeSpine::processPair(*reference[(size_t) c], expected.getWritePointer(c), blockSize, deviation.data());
+                runPair(*reference[(size_t) c], expected.getWritePointer(c), blockSize, deviation.data());
                 for (int i = 0; i < blockSize; ++i)
                     worst = std::max(worst, (double) std::fabs(buffer.getSample(c, i) - expected.getSample(c, i)));
             }

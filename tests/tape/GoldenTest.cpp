@@ -1,20 +1,21 @@
 // Golden renders of the deck pair: a change that moves the sound by more
 // than the tolerance fails here. After a deliberate change of sound, run
-// with REELWARP_REGENERATE_GOLDEN=1 to write new references, and listen.
+// tools/regenerate-golden.sh to write new references, and listen.
+#include "support/GoldenFile.h"
 #include "tape/DeckPair.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <memory>
-#include <string>
 #include <vector>
 
 namespace
 {
+
+using qel::test::expectGolden;
 
 constexpr double fs = 48000.0;
 constexpr int frames = 12000;
@@ -54,29 +55,6 @@ std::vector<float> render(uint32_t flangeMode, uint32_t encoder, uint32_t decode
     for (int s = 0; s < frames; s += 32)
         process(*pair, y.data() + s, std::min(32, frames - s), deviation);
     return y;
-}
-
-void expectGolden(const std::string& name, const std::vector<float>& y)
-{
-    const std::string path = std::string(REELWARP_GOLDEN_DIR) + "/" + name + ".f32";
-    if (std::getenv("REELWARP_REGENERATE_GOLDEN") != nullptr)
-    {
-        std::ofstream out(path, std::ios::binary);
-        out.write(reinterpret_cast<const char*>(y.data()), static_cast<std::streamsize>(y.size() * sizeof(float)));
-        GTEST_SKIP() << "wrote " << path;
-    }
-    std::ifstream in(path, std::ios::binary);
-    ASSERT_TRUE(in.good()) << "no reference at " << path << "; run with REELWARP_REGENERATE_GOLDEN=1";
-    std::vector<float> reference(y.size());
-    in.read(reinterpret_cast<char*>(reference.data()), static_cast<std::streamsize>(reference.size() * sizeof(float)));
-    ASSERT_EQ(in.gcount(), static_cast<std::streamsize>(reference.size() * sizeof(float)));
-    double peak = 0.0, worst = 0.0;
-    for (size_t i = 0; i < y.size(); ++i)
-    {
-        peak = std::max(peak, (double) std::fabs(reference[i]));
-        worst = std::max(worst, (double) std::fabs(y[i] - reference[i]));
-    }
-    EXPECT_LT(worst, 1e-4 * std::max(peak, 1e-3)) << name;
 }
 
 TEST(Golden, DefaultFlange)

@@ -1,0 +1,189 @@
+#include "tape/ReelwarpProcessor.h"
+
+#include "element/BeatDivisions.h"
+#include "tape/ReelwarpParameters.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace qel
+{
+
+namespace
+{
+constexpr float perMinute = 0.016666668f;
+} // namespace
+
+ReelwarpProcessor::ReelwarpProcessor() : BasicProcessingElement(elementName, elementName)
+{
+    setPerVoice(false);
+    setStates(std::make_unique<State>(this), std::make_unique<State>(this));
+    for (auto& binding : makeReelwarpBindings())
+        declareParameter(std::move(binding));
+    declareParameter(std::make_unique<ParameterInfo<bool>>(
+        &ParameterRegistry::get().boolDescription(FrameworkParameters::get().syncToHost),
+        [](const void* e, const uint16_t*) { return static_cast<const ReelwarpProcessor*>(e)->isLfoSynced(); },
+        [](void* e, const uint16_t*, bool on) { static_cast<ReelwarpProcessor*>(e)->setSyncToHost(on); }));
+    bindingsDeclared = true;
+}
+
+ReelwarpProcessor::~ReelwarpProcessor() = default;
+
+ReelwarpProcessor::State& ReelwarpProcessor::getReelwarpState() const noexcept
+{
+    return *static_cast<State*>(getProcessState());
+}
+
+const ReelwarpProcessor::State& ReelwarpProcessor::getReferenceReelwarpState() const noexcept
+{
+    return *static_cast<const State*>(getReferenceState());
+}
+
+void ReelwarpProcessor::notifyParameter(ReelwarpParameter parameter)
+{
+    // While the defaults are written at construction nobody listens yet.
+    if (bindingsDeclared)
+        notifyParameterChanged(reelwarpParameterId(parameter));
+}
+
+uint32_t ReelwarpProcessor::resolveParameterId(uint32_t id) const
+{
+    const auto& framework = FrameworkParameters::get();
+    if (id >= framework.param(0) && id < framework.param(reelwarpParameterCount))
+        return reelwarpParameterId(static_cast<ReelwarpParameter>(id - framework.param(0)));
+    return id;
+}
+
+bool ReelwarpProcessor::saveParameters(juce::XmlElement& element, int& versionOut) const
+{
+    const bool saved = BasicProcessingElement::saveParameters(element, versionOut);
+    versionOut = 1;
+    return saved;
+}
+
+bool ReelwarpProcessor::loadParameters(const juce::XmlElement& element, int version)
+{
+    BasicProcessingElement::loadParameters(element, version);
+    const auto& resistance = reelwarpParameterRow(ReelwarpParameter::Hysteresis);
+    if (version < 1 && element.hasAttribute(resistance.name))
+    {
+        // Presets before version 1 kept the resistance on another scale: this keeps their sound.
+        const auto old = static_cast<float>(element.getDoubleAttribute(resistance.name));
+        setParameterFloat(reelwarpParameterId(resistance.parameter), (old * 2.0f + 1.0f) * 0.33333334f);
+    }
+    return true;
+}
+
+void ReelwarpProcessor::prepare()
+{
+    BasicProcessingElement::prepare();
+    if (displayRing != nullptr)
+        displayRing->resize(static_cast<size_t>(getSampleRate()));
+}
+
+// The channel count arrives with the stream, after the format: the decks follow it.
+void ReelwarpProcessor::setOutputStream(int index, Bus* stream)
+{
+    BasicProcessingElement::setOutputStream(index, stream);
+    if (index != 0 || !hasFlag(prepared))
+        return;
+    const auto& state = getReelwarpState();
+    if (!state.isPrepared() || state.decks.size() != std::max<size_t>(getChannelCount(), 1))
+        getProcessState()->prepare(getSampleRate(), getMaxBlockSize());
+}
+
+std::shared_ptr<DisplayRing> ReelwarpProcessor::getDisplayRing()
+{
+    if (displayRing == nullptr)
+    {
+        auto ring = std::make_shared<DisplayRing>();
+        if (hasFlag(prepared))
+            ring->resize(static_cast<size_t>(getSampleRate()));
+        displayRing = ring;
+        liveDisplayRing.store(ring.get(), std::memory_order_release);
+    }
+    return displayRing;
+}
+
+// Changing to synced turns the LFO frequency into beats per cycle, and back;
+// the parameter's own setter then gives the decks their rate.
+void ReelwarpProcessor::setSyncToHost(bool on)
+{
+    if (isLfoSynced() == on)
+        return;
+    syncFlag.store(on ? 1 : 0, std::memory_order_relaxed);
+    if (!bindingsDeclared)
+        return;
+    const auto id = reelwarpParameterId(ReelwarpParameter::LFOFreq);
+    const float frequency = getParameterFloat(id);
+    const float tempo = getSyncedTempo();
+    const float converted = on ? BeatDivisions::ratioOfRow(BeatDivisions::rowOfRatio(tempo / frequency * perMinute))
+                               : std::clamp(tempo * perMinute / frequency, 0.01f, 10.0f);
+    setParameterFloat(id, converted);
+}
+
+void ReelwarpProcessor::followHostTempo(const RenderContext& context, State& state) noexcept
+{
+    if (!isLfoSynced() || context.tempo == getSyncedTempo())
+        return;
+    syncedTempo.store(context.tempo, std::memory_order_relaxed);
+    state.setLfoRate(syncedLfoRate(context.tempo, state.lfoFrequency));
+}
+
+// After a jump or a start the LFO stands where the host's position puts it;
+// in between it runs free. The position is that of the block's start.
+void ReelwarpProcessor::followHostPosition(const RenderContext& context, State& state) noexcept
+{
+    if ((context.changeFlags & 0xFFu) == 0 || state.sliceOffset != 0)
+        return;
+    const float beatsPerCycle = isLfoSynced() ? state.lfoFrequency : getSyncedTempo() / state.lfoFrequency * perMinute;
+    const auto phase = static_cast<float>(std::fmod(context.position / static_cast<double>(beatsPerCycle), 1.0));
+    state.forEachDeck([phase](TapeDeck& d) { d.lfoRunningPhase = phase; });
+}
+
+void ReelwarpProcessor::processAudio(RenderContext& context, ProcessingElementState& base, int frames,
+                                     float* const* channels, void* extra)
+{
+    juce::ignoreUnused(extra);
+    auto& state = static_cast<State&>(base);
+    if (!state.isPrepared())
+        return;
+    // The modes of the first channel choose the loop for all: read once per slice.
+    const DeckPair& first = state.decks.front();
+    const auto process = selectChannelProcessor(first.flangeMode, first.deckA.noiseReduction.encoderMode,
+                                                first.deckA.noiseReduction.decoderMode);
+    if (process == nullptr)
+        return;
+
+    followHostTempo(context, state);
+    followHostPosition(context, state);
+
+    auto* modulation = context.arenas[0].allocateArray<float>(static_cast<size_t>(frames));
+    auto* dry = context.arenas[0].allocateArray<float>(static_cast<size_t>(frames));
+    const auto dryDelay = static_cast<double>(state.latency * getSampleRate());
+    const float wetGain = state.mix * state.outputGain * state.outputPad;
+    const float dryGain = 1.0f - state.mix;
+    const size_t count = std::min(static_cast<size_t>(getChannelCount()), state.decks.size());
+    for (size_t c = 0; c < count; ++c)
+    {
+        float* samples = channels[c];
+        auto& line = state.dryLines[c];
+        line.write(samples, frames);
+        line.read(dry, frames, dryDelay, dryDelay);
+        line.advance(frames);
+        process(state.decks[c], samples, frames, modulation);
+        // The dry path takes neither output gain nor pad.
+        for (int i = 0; i < frames; ++i)
+            samples[i] = samples[i] * wetGain + dry[i] * dryGain;
+    }
+
+    lastRelativeDelay.store(static_cast<float>(2.0 * first.deckB.relativePosition - 1.0), std::memory_order_relaxed);
+    auto* ring = liveDisplayRing.load(std::memory_order_acquire);
+    if (ring != nullptr && count > 0)
+        ring->write(modulation, static_cast<uint32_t>(frames));
+    // The tape hisses and the delays ring on: the output is not silent.
+    if (auto* bus = getOutput())
+        bus->clearSilent();
+}
+
+} // namespace qel

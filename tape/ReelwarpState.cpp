@@ -1,0 +1,182 @@
+#include "tape/ReelwarpParameters.h"
+#include "tape/ReelwarpProcessor.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace qel
+{
+
+namespace
+{
+// Re-entering the mode a deck already runs changes nothing: the envelopes
+// write a changed choice once per slice of a block, and that must not clear
+// a running compander again and again.
+void enterEncoderMode(TapeDeck& deck, uint32_t mode) noexcept
+{
+    if (deck.noiseReduction.encoderMode != mode)
+        deck.setEncoderMode(mode);
+}
+
+void enterDecoderMode(TapeDeck& deck, uint32_t mode) noexcept
+{
+    if (deck.noiseReduction.decoderMode != mode)
+        deck.setDecoderMode(mode);
+}
+} // namespace
+
+ReelwarpProcessor::State::State(ReelwarpProcessor* owner)
+    : ProcessingElementState(owner), decks(1), unsyncGenerator(0x9E3779B9u * (owner->getElementId() + 1u))
+{
+}
+
+void ReelwarpProcessor::State::prepare(double sampleRate, int maximumBlockSize)
+{
+    const size_t channels = std::max<size_t>(processor().getChannelCount(), 1);
+    // A new channel starts from the first one's settings, which live in its decks.
+    decks.reserve(channels);
+    while (decks.size() < channels)
+        decks.push_back(decks.front());
+    decks.erase(decks.begin() + static_cast<std::ptrdiff_t>(channels), decks.end());
+    for (auto& pair : decks)
+        pair.prepare(sampleRate);
+
+    dryLines.resize(channels);
+    // Reckoned as the processor reckons the delay it asks for, so that the longest one fits.
+    const int maxDelay = static_cast<int>(std::ceil(normalLatencySeconds * static_cast<float>(sampleRate)));
+    for (auto& line : dryLines)
+        line.prepare(maxDelay, std::max(maximumBlockSize, static_cast<int>(sliceFrames)));
+}
+
+void ReelwarpProcessor::State::reset()
+{
+    for (auto& pair : decks)
+    {
+        pair.clear();
+        pair.forBothDecks([](TapeDeck& d) {
+            d.transport.seed();
+            d.demagnetizer.seed(d.sampleCount);
+        });
+    }
+    for (auto& line : dryLines)
+        line.clear();
+}
+
+void ReelwarpProcessor::State::setFlangeMode(uint32_t mode)
+{
+    if (decks.front().flangeMode == mode)
+        return;
+    for (auto& pair : decks)
+    {
+        pair.flangeMode = mode;
+        if (mode == manualFlange)
+            pair.deckA.relativePosition = pair.deckB.relativePosition = 0.0;
+    }
+    if (mode == manualFlange)
+        processor().notifyParameter(ReelwarpParameter::RelativeDelay);
+}
+
+// Deliberately blind to the compander switch: choosing an encoder starts it.
+void ReelwarpProcessor::State::setEncoderChoice(uint32_t mode)
+{
+    forEachDeck([&](TapeDeck& d) {
+        enterEncoderMode(d, mode);
+        if (link)
+            enterDecoderMode(d, mode);
+    });
+    encoderChoice = mode;
+    if (link)
+    {
+        decoderChoice = mode;
+        processor().notifyParameter(ReelwarpParameter::NoiseReductionDecoder);
+    }
+}
+
+void ReelwarpProcessor::State::setDecoderChoice(uint32_t mode)
+{
+    forEachDeck([mode](TapeDeck& d) { enterDecoderMode(d, mode); });
+    decoderChoice = mode;
+}
+
+void ReelwarpProcessor::State::setLink(bool on)
+{
+    link = on ? 1 : 0;
+    if (!on)
+        return;
+    // The decoder follows what the encoder runs; its choice follows the
+    // encoder's choice, so that it is right when the compander comes back.
+    const uint32_t running = firstDeckA().noiseReduction.encoderMode;
+    forEachDeck([running](TapeDeck& d) { enterDecoderMode(d, running); });
+    decoderChoice = encoderChoice;
+    processor().notifyParameter(ReelwarpParameter::NoiseReductionDecoder);
+}
+
+void ReelwarpProcessor::State::setCompanderOn(bool on)
+{
+    companderOn = on ? 1 : 0;
+    if (on)
+        forEachDeck([this](TapeDeck& d) {
+            enterEncoderMode(d, encoderChoice);
+            enterDecoderMode(d, decoderChoice);
+        });
+    else
+        // Off keeps the choices and the compander state: only the modes go.
+        forEachDeck([](TapeDeck& d) {
+            d.noiseReduction.encoderMode = noNoiseReduction;
+            d.noiseReduction.decoderMode = noNoiseReduction;
+        });
+    processor().notifyParameter(ReelwarpParameter::NoiseReductionEncoder);
+    processor().notifyParameter(ReelwarpParameter::NoiseReductionDecoder);
+}
+
+void ReelwarpProcessor::State::setLowLatency(bool on)
+{
+    lowLatency = on ? 1 : 0;
+    latency = on ? lowLatencySeconds : normalLatencySeconds;
+    if (on)
+    {
+        const float depth = processor().getParameterFloat(reelwarpParameterId(ReelwarpParameter::MaxRelativeDelay));
+        for (auto& pair : decks)
+            pair.deckB.maxRelativeDelay = static_cast<double>(std::min(depth, lowLatencyMaxRelativeDelay));
+        processor().notifyParameter(ReelwarpParameter::MaxRelativeDelay);
+    }
+    const auto delay = static_cast<double>(latency);
+    forEachDeck([delay](TapeDeck& d) { d.setMainDelay(delay); });
+}
+
+void ReelwarpProcessor::State::setNoiseUnsync(bool on)
+{
+    if (noiseUnsync == (on ? 1 : 0))
+        return;
+    noiseUnsync = on ? 1 : 0;
+    if (on)
+        forEachDeck([this](TapeDeck& d) {
+            const uint32_t first = nextUnsyncDraw();
+            d.transport.seedUnsynced(first, nextUnsyncDraw());
+        });
+    else
+        forEachDeck([](TapeDeck& d) {
+            d.transport.seed();
+            d.demagnetizer.seed(d.sampleCount);
+        });
+}
+
+void ReelwarpProcessor::State::setLfoFrequency(float value)
+{
+    lfoFrequency = value;
+    setLfoRate(processor().isLfoSynced() ? syncedLfoRate(processor().getSyncedTempo(), value) : value);
+}
+
+void ReelwarpProcessor::State::setLfoRate(float hertz)
+{
+    forEachDeck([hertz](TapeDeck& d) { d.lfoRate = hertz; });
+}
+
+// A small generator of its own: the platform's rand() may take a lock.
+uint32_t ReelwarpProcessor::State::nextUnsyncDraw() noexcept
+{
+    unsyncGenerator = unsyncGenerator * 1664525u + 1013904223u;
+    return unsyncGenerator >> 1;
+}
+
+} // namespace qel

@@ -1,0 +1,205 @@
+// The frame around the decks: dry path and latency, the compander's
+// switches, the host-synced LFO, channels, the display feed, and the audio
+// thread's promise not to allocate.
+#include "support/AllocationCounter.h"
+#include "support/ProcessorHarness.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace
+{
+
+using qel::test::ProcessorHarness;
+
+std::vector<float> testSignal(size_t length)
+{
+    std::vector<float> x(length);
+    for (size_t i = 0; i < length; ++i)
+        x[i] = static_cast<float>(0.4 * std::sin(0.013 * static_cast<double>(i)) + 0.1 * std::sin(0.31 * static_cast<double>(i)));
+    return x;
+}
+
+void expectDelayedCopy(const std::vector<float>& x, const std::vector<float>& y, size_t delay)
+{
+    for (size_t i = 0; i < x.size(); ++i)
+        ASSERT_EQ(y[i], i >= delay ? x[i - delay] : 0.0f) << "at " << i;
+}
+
+TEST(ReelwarpFrame, DryAloneIsTheInputDelayedByTheLatencyWithoutGainOrPad)
+{
+    const auto x = testSignal(6000);
+    ProcessorHarness normal(2, 48000.0, 512);
+    normal.set("Mix", 0.0f);
+    normal.set("OutputGain", 12.0f);
+    normal.set("OutputPad", -9.0f);
+    expectDelayedCopy(x, normal.renderSignal(x, 512), 2880); // 60 ms
+
+    ProcessorHarness low(2, 48000.0, 100);
+    low.set("Mix", 0.0f);
+    low.set("ApplyLowLatency", true);
+    expectDelayedCopy(x, low.renderSignal(x, 100), 480); // 10 ms
+}
+
+TEST(ReelwarpFrame, LowLatencyShortensTheMainTapAndCapsTheFlangeDepth)
+{
+    ProcessorHarness h(2, 48000.0, 64);
+    h.set("MaxRelativeDelay", 0.015f);
+    h.set("ApplyLowLatency", true);
+    for (auto& pair : h.state().decks)
+    {
+        EXPECT_NEAR(pair.deckB.maxRelativeDelay, 0.009, 1e-9);
+        EXPECT_NEAR(pair.deckA.readHeads[qel::TapeDeck::mainTap].delay, 0.01, 1e-9);
+        EXPECT_NEAR(pair.deckB.readHeads[qel::TapeDeck::mainTap].delay, 0.01, 1e-9);
+    }
+    // Back to normal the cap stays until the depth is set again.
+    h.set("ApplyLowLatency", false);
+    EXPECT_NEAR(h.state().decks[1].deckB.maxRelativeDelay, 0.009, 1e-9);
+    EXPECT_NEAR(h.state().decks[1].deckB.readHeads[qel::TapeDeck::mainTap].delay, 0.06, 1e-8);
+    h.set("MaxRelativeDelay", 0.015f);
+    EXPECT_NEAR(h.state().decks[1].deckB.maxRelativeDelay, 0.015, 1e-9);
+}
+
+TEST(ReelwarpFrame, CompanderChoicesSurviveItsSwitchAndTheDecoderFollowsTheLink)
+{
+    ProcessorHarness h(2, 48000.0, 64);
+    auto modes = [&](uint32_t encoder, uint32_t decoder) {
+        for (auto& pair : h.state().decks)
+            for (const auto* d : { &pair.deckA, &pair.deckB })
+                if (d->noiseReduction.encoderMode != encoder || d->noiseReduction.decoderMode != decoder)
+                    return false;
+        return true;
+    };
+
+    // The compander is off by default, yet choosing an encoder starts it; the link takes the decoder along.
+    ASSERT_FALSE(h.processor.getParameterBool(h.id("ApplyCompander")));
+    h.set("NoiseReductionEncoder", 2);
+    EXPECT_TRUE(modes(2, 2));
+
+    h.set("ApplyCompander", true);
+    h.set("ApplyCompander", false);
+    EXPECT_TRUE(modes(0, 0));
+    EXPECT_EQ(h.choice("NoiseReductionEncoder"), 0); // reads "None" while off
+    h.set("ApplyCompander", true);
+    EXPECT_TRUE(modes(2, 2));
+
+    // Unlinked, each side is its own.
+    h.set("NRLink", false);
+    h.set("NoiseReductionDecoder", 3);
+    h.set("NoiseReductionEncoder", 1);
+    EXPECT_TRUE(modes(1, 3));
+    h.set("NRLink", true);
+    EXPECT_TRUE(modes(1, 1));
+    EXPECT_EQ(h.choice("NoiseReductionDecoder"), 1);
+    h.set("ApplyCompander", false);
+    h.set("ApplyCompander", true);
+    EXPECT_TRUE(modes(1, 1));
+}
+
+TEST(ReelwarpFrame, SyncedLfoRunsAtTheHostTempoAndRestartsWithTheHostPosition)
+{
+    ProcessorHarness h(2, 48000.0, 512);
+    std::vector<std::vector<float>> block(2, std::vector<float>(512, 0.0f));
+    const auto sync = qel::FrameworkParameters::get().syncToHost;
+    h.set("LFOFreq", 0.5f);
+    h.processor.setParameterBool(sync, true);
+    EXPECT_FLOAT_EQ(h.number("LFOFreq"), 4.0f); // at 120 bpm a 0.5 Hz cycle lasts 4 beats
+    EXPECT_EQ(h.text("LFOFreq"), "1/1");
+
+    h.context->tempo = 120.0f;
+    h.render(block, 512);
+    for (auto& pair : h.state().decks)
+        EXPECT_NEAR(pair.deckB.lfoRate, 0.5, 1e-6);
+
+    // A jump: the cycle stands where the host's quarter notes put it, then runs on.
+    h.context->changeFlags = qel::RenderContext::changedPosition;
+    h.context->position = 10.0;
+    h.render(block, 512);
+    const double expected = std::fmod(10.0 / 4.0, 1.0) + 512.0 * 0.5 / 48000.0;
+    for (auto& pair : h.state().decks)
+        for (const auto* d : { &pair.deckA, &pair.deckB })
+            EXPECT_NEAR(d->lfoRunningPhase, expected, 1e-5);
+    h.context->changeFlags = 0;
+    h.context->position = 30.0;
+    h.render(block, 512);
+    EXPECT_NEAR(h.state().decks[0].deckA.lfoRunningPhase, expected + 512.0 * 0.5 / 48000.0, 1e-5);
+
+    h.processor.setParameterBool(sync, false);
+    EXPECT_NEAR(h.number("LFOFreq"), 0.5f, 1e-6);
+    h.context->tempo = 90.0f;
+    h.render(block, 512);
+    EXPECT_NEAR(h.state().decks[0].deckB.lfoRate, 0.5, 1e-6); // free running ignores the tempo
+}
+
+TEST(ReelwarpFrame, SettingsMadeBeforeTheFormatReachEveryChannel)
+{
+    qel::ReelwarpProcessor p;
+    p.setParameterFloat(p.findParameterId("Spacing"), 0.5f);
+    p.setParameterBool(p.findParameterId("ApplyLowLatency"), true);
+    qel::Bus stereo(2, 64, "Main Out");
+    p.setFormat(48000.0, 64);
+    p.setOutputStream(0, &stereo);
+    auto& state = p.getReelwarpState();
+    ASSERT_EQ(state.decks.size(), 2u);
+    ASSERT_EQ(state.dryLines.size(), 2u);
+    for (auto& pair : state.decks)
+    {
+        EXPECT_NEAR(pair.deckB.playHead.getSpacing(), 3.1622776601683795e-5, 1e-10);
+        EXPECT_NEAR(pair.deckA.readHeads[qel::TapeDeck::mainTap].delay, 0.01, 1e-9);
+    }
+    qel::Bus mono(1, 64, "Main Out");
+    p.setOutputStream(0, &mono);
+    EXPECT_EQ(state.decks.size(), 1u);
+}
+
+TEST(ReelwarpFrame, ManualModeStartsAtAnEndAndTheDisplayFollowsDeckB)
+{
+    ProcessorHarness h(2, 48000.0, 512);
+    auto ring = h.processor.getDisplayRing();
+    ASSERT_EQ(ring->size(), 48000u);
+    std::vector<std::vector<float>> block(2, std::vector<float>(512, 0.1f));
+    h.render(block, 512);
+    EXPECT_EQ(ring->available(), 512u);
+
+    h.set("FlangeMode", 0);
+    for (auto& pair : h.state().decks)
+        EXPECT_EQ(pair.deckB.relativePosition, 0.0);
+    h.set("RelativeDelay", 0.5f);
+    h.render(block, 100);
+    EXPECT_FLOAT_EQ(h.processor.getLastRelativeDelay(), 0.5f);
+    EXPECT_EQ(ring->available(), 612u);
+}
+
+TEST(ReelwarpFrame, AudioThreadAllocatesNothingWhileParametersMove)
+{
+    ProcessorHarness h(2, 48000.0, 512);
+    auto ring = h.processor.getDisplayRing();
+    std::vector<std::vector<float>> block(2, std::vector<float>(512, 0.0f));
+    h.processor.setParameterBool(qel::FrameworkParameters::get().syncToHost, true);
+    h.render(block, 512);
+
+    size_t allocations = 0;
+    for (int b = 0; b < 60; ++b)
+    {
+        for (auto& channel : block)
+            for (size_t i = 0; i < channel.size(); ++i)
+                channel[i] = static_cast<float>(std::sin(0.02 * static_cast<double>(i + 512 * (size_t) b)));
+        h.processor.setParameterFloatDeferred(h.id("Spacing"), static_cast<float>(b % 10) * 0.1f, true);
+        h.processor.setParameterFloatDeferred(h.id("WowRate"), 0.1f + static_cast<float>(b % 5) * 0.2f, true);
+        h.processor.setParameterIntDeferred(h.id("NoiseReductionEncoder"), b % 4, true);
+        h.processor.setParameterIntDeferred(h.id("FlangeMode"), (b / 7) % 2, true);
+        h.processor.setParameterBoolDeferred(h.id("NoiseSync"), b % 3 == 0, true);
+        h.context->tempo = 100.0f + static_cast<float>(b % 3);
+        h.context->changeFlags = b % 4 == 0 ? qel::RenderContext::changedPosition : 0;
+        const int frames = b % 9 == 0 ? 77 : 512;
+        qel::test::AllocationCounter counter;
+        h.render(block, frames);
+        allocations += counter.count();
+    }
+    EXPECT_EQ(allocations, 0u);
+    for (float s : block[1])
+        ASSERT_TRUE(std::isfinite(s));
+}
+
+} // namespace
