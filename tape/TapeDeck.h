@@ -184,7 +184,8 @@ struct TapeDeck
                 n %= tapeLength;
             const uint64_t i0 = w >= n ? w - n : w + tapeLength - n;
             const uint64_t i1 = i0 == 0 ? tapeLength - 1 : i0 - 1;
-            s += ((1.0 - f) * inputRing[i0] + f * inputRing[i1]) * tapGains[tap] / gainSum;
+            const double read = ((1.0 - f) * inputRing[i0] + f * inputRing[i1]) * tapGains[tap];
+            s += gainSum == 1.0 ? read : read / gainSum; // x / 1 is x: spare the divider
             if (static_cast<uint64_t>(tap) == feedbackTap)
                 s += ((1.0 - f) * outputRing[i0] + f * outputRing[i1]) * feedback
                    * static_cast<double>(feedbackCompensation.gain);
