@@ -9,6 +9,12 @@
 namespace qel
 {
 
+// The Newton step from a residual r[0] and the residual r[1] a probe further.
+inline double secantStep(Double2 r, double probe) noexcept
+{
+    return r[0] / ((r[1] - r[0]) * (1.0 / probe) + 1e-16);
+}
+
 // A second-order section that can be evaluated several times per sample and
 // shifted once, with the last evaluation's input and output.
 struct TrialBiquad
@@ -132,7 +138,7 @@ struct TypeACompander
         {
             // The point and its probe side by side; the probe is evaluated last.
             const Double2 r = m - compander.evaluate(pack(u, u + probe));
-            const double step = r[0] / ((r[1] - r[0]) * (1.0 / probe) + 1e-16);
+            const double step = secantStep(r, probe);
             u = u - step;
             ++passes;
             return std::fabs(step) > tolerance && passes < compander.passLimit;
@@ -218,7 +224,7 @@ struct TypeBCompander
             // The point and its probe side by side; the probe is evaluated last.
             const Double2 trial = pack(v, v + probe);
             const Double2 r = trial - compander.direction(trial, input, decoding);
-            const double step = r[0] / ((r[1] - r[0]) * (1.0 / probe) + 1e-16);
+            const double step = secantStep(r, probe);
             v = v - step;
             ++passes;
             return std::fabs(step) > tolerance && passes < compander.passLimit;

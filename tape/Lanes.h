@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 // For the few small helpers of the per-sample path that the compiler would
 // otherwise call out of line.
@@ -23,6 +24,16 @@ namespace qel
 using Double2 = double __attribute__((vector_size(16)));
 using Mask2 = int64_t __attribute__((vector_size(16)));
 
+// The bits of a value as another type of the same size, for either form.
+template <typename To, typename From>
+To bitCast(From x) noexcept
+{
+    static_assert(sizeof(To) == sizeof(From));
+    To y;
+    std::memcpy(&y, &x, sizeof y);
+    return y;
+}
+
 inline double select(bool m, double a, double b) noexcept { return m ? a : b; }
 inline Double2 select(Mask2 m, Double2 a, Double2 b) noexcept { return m ? a : b; }
 
@@ -34,11 +45,7 @@ inline bool allLanes(Mask2 m) noexcept { return (m[0] & m[1]) != 0; }
 inline double absOf(double x) noexcept { return x < 0.0 ? -x : x; }
 inline Double2 absOf(Double2 x) noexcept
 {
-    Mask2 bits;
-    std::memcpy(&bits, &x, sizeof x);
-    bits &= Mask2 { INT64_MAX, INT64_MAX };
-    std::memcpy(&x, &bits, sizeof x);
-    return x;
+    return bitCast<Double2>(bitCast<Mask2>(x) & Mask2 { INT64_MAX, INT64_MAX });
 }
 
 // The value of the later of two trial evaluations, which is what a search
@@ -74,31 +81,8 @@ void unpack(const std::array<Double2, N>& v, std::array<double, N>& a, std::arra
     }
 }
 
-// Lane-wise bit tricks shared by both types.
-inline uint64_t bitsOf(double x) noexcept
-{
-    uint64_t u;
-    std::memcpy(&u, &x, sizeof u);
-    return u;
-}
-inline double fromBits(uint64_t u) noexcept
-{
-    double x;
-    std::memcpy(&x, &u, sizeof x);
-    return x;
-}
 using Bits2 = uint64_t __attribute__((vector_size(16)));
-inline Bits2 bitsOf(Double2 x) noexcept
-{
-    Bits2 u;
-    std::memcpy(&u, &x, sizeof u);
-    return u;
-}
-inline Double2 fromBits(Bits2 u) noexcept
-{
-    Double2 x;
-    std::memcpy(&x, &u, sizeof x);
-    return x;
-}
+template <typename T>
+using BitsOf = std::conditional_t<std::is_same_v<T, Double2>, Bits2, uint64_t>;
 
 } // namespace qel

@@ -42,7 +42,7 @@ QEL_ALWAYS_INLINE T expm1NonNegative(T t) noexcept
     constexpr double ln2Low = 1.90821492927058770002e-10;
     const T k = (t * log2e + roundingShift) - roundingShift;
     const T r = (t - k * ln2High) - k * ln2Low;
-    const T scale = fromBits(bitsOf(k + exponentShift) << 52);
+    const T scale = bitCast<T>(bitCast<BitsOf<T>>(k + exponentShift) << 52);
     return scale * expm1Reduced(r) + (scale - 1.0);
 }
 
