@@ -490,6 +490,17 @@ std::unique_ptr<Element> Element::removeChild(Element* child)
     return owned;
 }
 
+void Element::dirtyDone()
+{
+    clearModified();
+    if (parent == nullptr)
+        return;
+    for (const auto& sibling : parent->children)
+        if (sibling->isModified())
+            return;
+    parent->dirtyDone();
+}
+
 void Element::setName(const String& newName)
 {
     *name = newName;

@@ -100,6 +100,9 @@ public:
     void setStates(std::unique_ptr<ElementState> reference, std::unique_ptr<ElementState> process);
     void markModified();
     void clearModified();
+    // The end of a load or a build: this element is clean, and so is each
+    // ancestor whose children are all clean.
+    void dirtyDone();
     void setName(const String& newName);
 
     const String& getName() const noexcept { return *name; }
@@ -131,6 +134,8 @@ protected:
     virtual void parameterSetImmediately(ParameterInfoBase& binding) { juce::ignoreUnused(binding); }
     ParameterInfoBase* findBinding(uint32_t id) const;
     void notifyParameterChanged(uint32_t id);
+    // One type-name cell for an element and whatever stands in for it.
+    void shareTypeNameOf(const Element& other) { typeName = other.typeName; }
 
     std::atomic<uint8_t> pendingAny { 0 };
     std::atomic<uint8_t> pendingParameters { 0 };

@@ -65,6 +65,7 @@ private:
 class AsyncParameterSignal
 {
 public:
+    AsyncParameterSignal() { signal.createBody(); }
     ParameterSignal::Connection connect(ParameterSignal::Function f) { return signal.connect(std::move(f)); }
     bool post(const Element& element, int parameterId) noexcept;
     int size() const noexcept { return signal.size(); }

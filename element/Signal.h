@@ -112,10 +112,16 @@ public:
         std::weak_ptr<Body> body;
     };
 
-    Connection connect(Function function)
+    // Made before any other thread can look, the body is never created lazily under a reader.
+    void createBody()
     {
         if (body == nullptr)
             body = std::make_shared<Body>();
+    }
+
+    Connection connect(Function function)
+    {
+        createBody();
         auto* entry = new typename Body::Entry { std::make_shared<Slot>(), nullptr };
         entry->slot->function = std::move(function);
         (body->tail != nullptr ? body->tail->next : body->head) = entry;

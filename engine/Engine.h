@@ -72,6 +72,13 @@ public:
     };
     const std::vector<LoadError>& getErrors() const noexcept { return errors; }
     void setErrors(std::vector<LoadError> e) { errors = std::move(e); }
+    void addError(LoadError e)
+    {
+        errors.push_back(e);
+        errorAdded(e.message, e.path);
+    }
+    // (text, path) of each load error as it is recorded.
+    SignalN<const String&, const String&> errorAdded;
 
 private:
     void declareParameters();

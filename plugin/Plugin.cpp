@@ -33,6 +33,8 @@ Plugin::Plugin()
 
 Plugin::~Plugin()
 {
+    proxy.reset();
+    engine.reset();
     --instanceCount;
 }
 
@@ -53,8 +55,13 @@ void Plugin::setEngine(std::shared_ptr<Engine> newEngine)
 {
     if (newEngine == nullptr)
         return;
+    if (proxy == nullptr)
+        proxy = std::make_unique<EngineProxy>(this, newEngine.get(), true);
+    else
+        proxy->setEngine(newEngine.get());
     if (engine != nullptr && newEngine->getErrors().empty())
-        newEngine->setErrors(engine->getErrors());
+        for (const auto& e : engine->getErrors())
+            newEngine->addError(e);
     engine = std::move(newEngine);
 }
 

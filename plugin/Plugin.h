@@ -5,6 +5,7 @@
 #include "engine/RenderContext.h"
 #include "files/Settings.h"
 #include "plugin/HostAudioBlock.h"
+#include "ui/EngineProxy.h"
 
 #include <juce_audio_processors/juce_audio_processors.h>
 
@@ -59,6 +60,8 @@ public:
 
     Engine& getEngine() const noexcept { return *engine; }
     std::shared_ptr<Engine> getEngineShared() const noexcept { return engine; }
+    // The message thread's mirror of the tree; none before the first setEngine.
+    EngineProxy* getProxy() const noexcept { return proxy.get(); }
     RenderContext& getRenderContext() noexcept { return *renderContext; }
     qel::Bus* getMainBus() const noexcept { return mainBus.get(); }
     const std::vector<EngineEvent>& getPendingEvents() const noexcept { return pendingEvents; }
@@ -78,6 +81,8 @@ private:
     void emitOutputEvents(juce::MidiBuffer& midi);
 
     std::shared_ptr<Engine> engine;
+    // Declared after the engine, so that it goes first.
+    std::unique_ptr<EngineProxy> proxy;
     std::unique_ptr<qel::Bus> mainBus;
     std::vector<std::shared_ptr<qel::Bus>> furtherBuses;
     HostAudioBlock block;

@@ -1,23 +1,70 @@
 #include "plugin/ReelwarpPlugin.h"
 
+#include "element/ElementRegistry.h"
 #include "files/Mounting.h"
+#include "plugin/ExportTable.h"
 #include "plugin/PluginDefinition.h"
 #include "tape/ReelwarpParameters.h"
 
+#include <atomic>
 #include <cstring>
+#include <thread>
 
 namespace qel
 {
 
+namespace
+{
+Element* makeReelwarp()
+{
+    return new ReelwarpProcessor();
+}
+} // namespace
+
+bool ReelwarpPlugin::registerElementType()
+{
+    static std::atomic<bool> busy { false };
+    static bool registered = false;
+    while (busy.exchange(true, std::memory_order_acquire))
+        std::this_thread::yield();
+    const bool first = !registered;
+    if (first)
+    {
+        ElementRegistry::instance().add({ "Reel Warp", ReelwarpProcessor::elementName, &makeReelwarp, ElementRegistry::fx, 2,
+                                          ElementRegistry::effectFlags });
+        registered = true;
+    }
+    busy.store(false, std::memory_order_release);
+    return first;
+}
+
 ReelwarpPlugin::ReelwarpPlugin()
 {
     mountOncePerProcess(ReelwarpPluginDefinition::get().getBundleIdentifier());
+    registerElementType();
     auto newEngine = std::make_shared<Engine>();
-    newEngine->addChild(std::make_unique<ReelwarpProcessor>());
+
+    latencyForwarder = std::make_unique<AsyncUpdateForwarder>();
+    latencyForwarder->connect([this] { updateLatency(); });
+
+    auto effect = std::make_unique<ReelwarpProcessor>();
+    effect->setName(effectName);
+    auto* processor = effect.get();
+    newEngine->addChild(std::move(effect));
     setEngine(std::move(newEngine));
+
+    lowLatencyView = std::make_unique<ElementParameterValue<bool>>(
+        getProxy(), effectPath, reelwarpParameterId(ReelwarpParameter::ApplyLowLatency),
+        [this](const bool&) { latencyForwarder->trigger(); });
+    exportedParameterIds(); // the table is made once, before any host asks
+    processor->dirtyDone();
 }
 
-ReelwarpPlugin::~ReelwarpPlugin() = default;
+ReelwarpPlugin::~ReelwarpPlugin()
+{
+    lowLatencyView.reset();
+    latencyForwarder.reset();
+}
 
 int ReelwarpPlugin::latencyForSampleRate(double sampleRate, bool lowLatency) noexcept
 {

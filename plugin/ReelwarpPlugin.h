@@ -2,6 +2,7 @@
 
 #include "plugin/Plugin.h"
 #include "tape/ReelwarpProcessor.h"
+#include "ui/ElementView.h"
 
 namespace qel
 {
@@ -11,6 +12,7 @@ class ReelwarpPlugin : public Plugin
 {
 public:
     static constexpr const char* effectName = ReelwarpProcessor::elementName;
+    static constexpr const char* effectPath = "/Reelwarp";
 
     ReelwarpPlugin();
     ~ReelwarpPlugin() override;
@@ -23,6 +25,15 @@ public:
     void updateLatency();
     void updateLatency(double sampleRate);
     static int latencyForSampleRate(double sampleRate, bool lowLatency) noexcept;
+
+    // The effect's row in the element registry, once per process however
+    // many instances are made at once; true for the call that registered it.
+    static bool registerElementType();
+
+private:
+    // Declared in the reverse of their teardown: the view goes, then the forwarder.
+    std::unique_ptr<AsyncUpdateForwarder> latencyForwarder;
+    std::unique_ptr<ElementParameterValue<bool>> lowLatencyView;
 };
 
 } // namespace qel

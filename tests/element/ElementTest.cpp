@@ -1,5 +1,6 @@
 #include "element/Bindings.h"
 #include "element/Element.h"
+#include "support/TestElements.h"
 
 #include <gtest/gtest.h>
 
@@ -9,56 +10,10 @@
 namespace
 {
 
+using qel::test::GainElement;
 using qel::Element;
 using qel::ParameterDescription;
 using qel::String;
-
-struct GainState : qel::ElementState
-{
-    using ElementState::ElementState;
-    float gain = -1.0f;
-    bool on = false;
-};
-
-// A small element type with a state-level float, a bool, and an
-// element-level text, as a concrete element declares them.
-struct GainElement : Element
-{
-    static const ParameterDescription<float>& gainDescription()
-    {
-        static const ParameterDescription<float> d("TestGain", 0.5f, { 0.0f, 1.0f });
-        return d;
-    }
-    static uint32_t gainId()
-    {
-        static const uint32_t id = qel::ParameterRegistry::get().registerFloat(gainDescription());
-        return id;
-    }
-    static uint32_t onId()
-    {
-        static const uint32_t id = qel::ParameterRegistry::get().registerBool(ParameterDescription<bool>("TestOn", true));
-        return id;
-    }
-    static uint32_t labelId()
-    {
-        static const uint32_t id =
-            qel::ParameterRegistry::get().registerString(ParameterDescription<String>("TestLabel", "none", false, true));
-        return id;
-    }
-
-    String label { "none" };
-
-    explicit GainElement(const String& name, const String& type = "Gain") : Element(type, name)
-    {
-        setStates(std::make_unique<GainState>(this), std::make_unique<GainState>(this));
-        addParameter(qel::bindField<&GainState::gain>(gainId()));
-        addParameter(qel::bindField<&GainState::on>(onId()));
-        addParameter(qel::bindField<&GainElement::label>(labelId()));
-    }
-
-    GainState& reference() { return *static_cast<GainState*>(getReferenceState()); }
-    GainState& process() { return *static_cast<GainState*>(getProcessState()); }
-};
 
 // Root "Engine" (type Engine) > "Rack" (type Rack) > "A", "B"; "Solo" beside the rack.
 struct Tree
@@ -201,7 +156,9 @@ TEST(Element, ChangesMarkTheChainThenNotifyInOrder)
     t.a->setParameterFloat(GainElement::gainId(), 0.7f);
     EXPECT_EQ(events, (std::vector<String> { "changed A" }));
 
-    // The asynchronous side arrives on the message thread.
+    // The asynchronous side arrives on the message thread; what was queued
+    // before the listener came is delivered first.
+    qel::ParameterChangeChannel::get().deliver();
     int heard = 0;
     t.a->getSignals().parameterChangedAsync.connect([&](const Element& e, int id) {
         EXPECT_EQ(&e, t.a);
