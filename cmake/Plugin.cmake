@@ -35,7 +35,9 @@ target_compile_definitions(ReelWarp PUBLIC
     ${REELWARP_JUCE_DEFINITIONS}
     # Debian's JUCE drops the LV2URI argument and would fall back to a relative URI.
     "JucePlugin_LV2URI=\"https://qel.net/plugins/reelwarp\""
-    JUCE_VST3_CAN_REPLACE_VST2=0)
+    JUCE_VST3_CAN_REPLACE_VST2=0
+    # The host's list is the product's 45 parameters, not 2048 controller stand-ins.
+    JUCE_VST3_EMULATE_MIDI_CC_WITH_PARAMETERS=0)
 target_link_libraries(ReelWarp
     PRIVATE
         reelwarp_core_sources

@@ -245,7 +245,10 @@ void Element::forwardPendingLinks()
 
 void Element::setPerVoice(bool enabled)
 {
-    flags = static_cast<uint8_t>(enabled ? flags | perVoice : flags & ~perVoice);
+    if (enabled)
+        flags.fetch_or(perVoice);
+    else
+        flags.fetch_and(static_cast<uint8_t>(~perVoice));
 }
 
 bool Element::saveParameters(juce::XmlElement& element, int& versionOut) const
@@ -516,7 +519,7 @@ void Element::setName(const String& newName)
 
 void Element::setFormat(double rate, int maximumBlockSize)
 {
-    flags |= prepared;
+    flags.fetch_or(prepared);
     sampleRate = static_cast<float>(rate);
     maxBlockSize = static_cast<uint16_t>(maximumBlockSize);
     prepare();
@@ -549,9 +552,8 @@ void Element::setStates(std::unique_ptr<ElementState> reference, std::unique_ptr
 void Element::markModified()
 {
     for (auto* e = this; e != nullptr; e = e->parent)
-        if ((e->flags & modified) == 0)
+        if ((e->flags.fetch_or(modified) & modified) == 0)
         {
-            e->flags |= modified;
             if (e->signals != nullptr)
                 e->signals->modifiedChanged(e);
         }
@@ -559,9 +561,8 @@ void Element::markModified()
 
 void Element::clearModified()
 {
-    if ((flags & modified) == 0)
+    if ((flags.fetch_and(static_cast<uint8_t>(~modified)) & modified) == 0)
         return;
-    flags &= static_cast<uint8_t>(~modified);
     if (signals != nullptr)
         signals->modifiedChanged(this);
 }

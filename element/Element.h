@@ -169,7 +169,8 @@ private:
     uint16_t maxBlockSize = 0;
     uint16_t stateVersion = 0;
     uint16_t elementId;
-    uint8_t flags = perVoice | persistentElement;
+    // Host automation marks an element modified from its own thread.
+    std::atomic<uint8_t> flags { perVoice | persistentElement };
 };
 
 } // namespace qel

@@ -73,7 +73,8 @@ int ParameterChangeChannel::deliver()
 
 bool AsyncParameterSignal::post(const Element& element, int parameterId) noexcept
 {
-    if (!signal.hasBody())
+    // Nobody listens: nothing to post.
+    if (signal.size() == 0)
         return false;
     auto* channel = ParameterChangeChannel::getIfExists();
     return channel != nullptr && channel->post(signal.weakBody(), &element, parameterId);

@@ -33,7 +33,7 @@ public:
 
         Entry* head = nullptr;
         Entry* tail = nullptr;
-        int count = 0;
+        std::atomic<int> count { 0 }; // read by posting threads
         std::atomic<uint8_t> dispatching { 0 };
         uint32_t needsSweep = 0;
 
@@ -139,7 +139,7 @@ public:
             b->dispatch(args...);
     }
 
-    int size() const noexcept { return body == nullptr ? 0 : body->count; }
+    int size() const noexcept { return body == nullptr ? 0 : body->count.load(); }
     std::weak_ptr<Body> weakBody() const { return body; }
     bool hasBody() const noexcept { return body != nullptr; }
 

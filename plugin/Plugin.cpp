@@ -33,6 +33,14 @@ Plugin::Plugin()
 
 Plugin::~Plugin()
 {
+    for (auto* slot : exported)
+    {
+        slot->parameterInfoChanged = nullptr;
+        slot->disconnectSlot(false);
+        slot->disconnectTracked();
+        slot->setProxy(nullptr);
+    }
+    exported.clear();
     proxy.reset();
     engine.reset();
     --instanceCount;
@@ -63,6 +71,135 @@ void Plugin::setEngine(std::shared_ptr<Engine> newEngine)
         for (const auto& e : engine->getErrors())
             newEngine->addError(e);
     engine = std::move(newEngine);
+}
+
+// --- the exported bank ---
+
+void Plugin::addExportedParameter(const Key& key)
+{
+    auto slot = std::make_unique<ExportedPluginParameter>(proxy.get(), static_cast<int>(exported.size()), key.name);
+    auto* raw = slot.get();
+    if (proxy != nullptr)
+        raw->followGestures(*proxy);
+    raw->parameterInfoChanged = [this] { updateHostDisplay(ChangeDetails().withParameterInfoChanged(true)); };
+    exported.push_back(raw);
+    addParameter(slot.release());
+    raw->connectTo(key, {});
+}
+
+bool Plugin::connect(const Key& key, const String& displayName)
+{
+    if (connections.count(key) != 0 || proxy == nullptr || exported.empty())
+        return false;
+    auto* element = proxy->getElementProxy(key.path, false);
+    if (element == nullptr || element->findParameterId(key.name) == 0)
+        return false;
+
+    std::optional<size_t> chosen;
+    for (size_t i = 0; i < exported.size() && !chosen; ++i)
+        if (!exported[i]->isResolved() && exported[i]->getPrevious() == key)
+            chosen = i;
+    if (!chosen)
+    {
+        const auto count = static_cast<uint32_t>(exported.size());
+        for (uint32_t step = 0; step < count && !chosen; ++step)
+        {
+            const auto i = (nextFreeSlot + step) % count;
+            if (!exported[i]->isConnected())
+            {
+                chosen = i;
+                nextFreeSlot = (i + 1) % count;
+            }
+        }
+    }
+    if (!chosen)
+        return false;
+    connections[key] = static_cast<int>(*chosen);
+    exported[*chosen]->connectTo(key, displayName);
+    return true;
+}
+
+void Plugin::disconnect(const Key& key)
+{
+    const auto it = connections.find(key);
+    if (it == connections.end())
+        return;
+    const int index = it->second;
+    connections.erase(it);
+    exported[(size_t) index]->disconnectSlot(true);
+}
+
+bool Plugin::save(juce::XmlElement& parent) const
+{
+    bool any = false;
+    for (auto* slot : exported)
+    {
+        if (!slot->isConnected())
+            continue;
+        auto* e = parent.createNewChildElement("AutomationConnection");
+        e->setAttribute("sourceIndex", slot->getSlotIndex());
+        e->setAttribute("targetPath", slot->getTarget().path);
+        e->setAttribute("parameterName", slot->getTarget().name);
+        e->setAttribute("parameterDisplayName", slot->getSlotDisplayName());
+        any = true;
+    }
+    return any;
+}
+
+void Plugin::load(const juce::XmlElement& element)
+{
+    for (auto* slot : exported)
+        slot->disconnectSlot(true);
+    connections.clear();
+    for (auto* e : element.getChildWithTagNameIterator("AutomationConnection"))
+    {
+        const int index = e->getIntAttribute("sourceIndex", -1);
+        const Key key { e->getStringAttribute("targetPath"), e->getStringAttribute("parameterName") };
+        // An entry this version cannot honour leaves its slot as it is.
+        if (!e->hasAttribute("sourceIndex") || index < 0 || index >= getNumSlots() || key.path.isEmpty() || proxy == nullptr)
+            continue;
+        auto* target = proxy->getElementProxy(key.path, false);
+        if (target == nullptr || target->findParameterId(key.name) == 0)
+            continue;
+        auto* slot = exported[(size_t) index];
+        slot->disconnectSlot(true);
+        slot->connectTo(key, e->getStringAttribute("parameterDisplayName"));
+        connections[key] = index;
+    }
+}
+
+void Plugin::disconnectAll()
+{
+    for (auto* slot : exported)
+        slot->disconnectSlot(true);
+    connections.clear();
+}
+
+void Plugin::disconnectSlot(int index)
+{
+    if (index < 0 || index >= getNumSlots())
+        return;
+    auto* slot = exported[(size_t) index];
+    connections.erase(slot->getTarget());
+    slot->disconnectSlot(true);
+}
+
+void Plugin::reconnectSlot(int index, const Key& key)
+{
+    if (index < 0 || index >= getNumSlots())
+        return;
+    disconnectSlot(index);
+    disconnect(key);
+    exported[(size_t) index]->connectTo(key, {});
+    connections[key] = index;
+}
+
+std::optional<int> Plugin::findSlot(const String& elementPath, uint32_t parameterId) const
+{
+    for (auto* slot : exported)
+        if (slot->isResolved() && slot->getParameterId() == parameterId && slot->getTarget().path == elementPath)
+            return slot->getSlotIndex();
+    return std::nullopt;
 }
 
 double Plugin::getTailLengthSeconds() const

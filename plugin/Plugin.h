@@ -4,13 +4,16 @@
 #include "engine/Engine.h"
 #include "engine/RenderContext.h"
 #include "files/Settings.h"
+#include "plugin/ExportedPluginParameter.h"
 #include "plugin/HostAudioBlock.h"
 #include "ui/EngineProxy.h"
 
 #include <juce_audio_processors/juce_audio_processors.h>
 
 #include <atomic>
+#include <map>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace qel
@@ -18,7 +21,7 @@ namespace qel
 
 // Stands between the host's wrapper and the engine: turns each host call into
 // operations on one Engine.
-class Plugin : public juce::AudioProcessor, public juce::VST3ClientExtensions
+class Plugin : public juce::AudioProcessor, public AutomationParameterInterface, public juce::VST3ClientExtensions
 {
 public:
     static constexpr size_t pendingEventCapacity = 1024;
@@ -66,6 +69,20 @@ public:
     qel::Bus* getMainBus() const noexcept { return mainBus.get(); }
     const std::vector<EngineEvent>& getPendingEvents() const noexcept { return pendingEvents; }
 
+    // AutomationParameterInterface
+    bool connect(const Key& key, const String& displayName) override;
+    void disconnect(const Key& key) override;
+    bool save(juce::XmlElement& parent) const override;
+    void load(const juce::XmlElement& element) override;
+
+    // The bank, for the editor.
+    void disconnectAll();
+    void disconnectSlot(int index);
+    void reconnectSlot(int index, const Key& key);
+    std::optional<int> findSlot(const String& elementPath, uint32_t parameterId) const;
+    int getNumSlots() const noexcept { return static_cast<int>(exported.size()); }
+    ExportedPluginParameter* getSlot(int index) const noexcept { return exported[(size_t) index]; }
+
     static int getInstanceCount() noexcept { return instanceCount.load(); }
     // The branch of this instance's plug-in format.
     Settings& getSettings() noexcept { return *settings; }
@@ -73,6 +90,8 @@ public:
 
 protected:
     void setEngine(std::shared_ptr<Engine> newEngine);
+    // A slot the host sees, connected at once and never in the map.
+    void addExportedParameter(const Key& key);
     juce::CriticalSection& getRenderLock() noexcept { return renderLock; }
     void prepareEngine(double sampleRate, int blockSize);
 
@@ -85,6 +104,10 @@ private:
     std::unique_ptr<EngineProxy> proxy;
     std::unique_ptr<qel::Bus> mainBus;
     std::vector<std::shared_ptr<qel::Bus>> furtherBuses;
+    // Owned by the processor base; disconnected before the proxy goes.
+    std::vector<ExportedPluginParameter*> exported;
+    std::map<Key, int> connections;
+    uint32_t nextFreeSlot = 0;
     HostAudioBlock block;
     std::unique_ptr<RenderContext> renderContext;
     std::vector<EngineEvent> pendingEvents;

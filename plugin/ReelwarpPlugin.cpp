@@ -56,7 +56,8 @@ ReelwarpPlugin::ReelwarpPlugin()
     lowLatencyView = std::make_unique<ElementParameterValue<bool>>(
         getProxy(), effectPath, reelwarpParameterId(ReelwarpParameter::ApplyLowLatency),
         [this](const bool&) { latencyForwarder->trigger(); });
-    exportedParameterIds(); // the table is made once, before any host asks
+    for (const auto id : exportedParameterIds())
+        addExportedParameter({ effectPath, ParameterRegistry::get().nameOf(id) });
     processor->dirtyDone();
 }
 

@@ -126,6 +126,20 @@ void SimpleElementView::setElementPath(const Path& newPath)
         elementChanged(nullptr);
 }
 
+void SimpleElementView::clearElementPath()
+{
+    if (proxy == nullptr || !hasPath)
+        return;
+    proxy->unbindElement(path, pathCallback());
+    hasPath = false;
+    path = {};
+    if (element != nullptr)
+    {
+        element = nullptr;
+        elementChanged(nullptr);
+    }
+}
+
 // --- SimpleElementParameterView ---
 
 void SimpleElementParameterView::setParameter(const Path& newPath, uint32_t id)

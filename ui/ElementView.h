@@ -66,6 +66,8 @@ public:
     ~SimpleElementView() override;
 
     void setElementPath(const Path& path);
+    // Unbinds, telling the view of the loss.
+    void clearElementPath();
     const Path& getElementPath() const noexcept { return path; }
     Element* getElement() const noexcept { return element; }
 

@@ -156,9 +156,7 @@ TEST(Element, ChangesMarkTheChainThenNotifyInOrder)
     t.a->setParameterFloat(GainElement::gainId(), 0.7f);
     EXPECT_EQ(events, (std::vector<String> { "changed A" }));
 
-    // The asynchronous side arrives on the message thread; what was queued
-    // before the listener came is delivered first.
-    qel::ParameterChangeChannel::get().deliver();
+    // The asynchronous side arrives on the message thread.
     int heard = 0;
     t.a->getSignals().parameterChangedAsync.connect([&](const Element& e, int id) {
         EXPECT_EQ(&e, t.a);

@@ -1,0 +1,318 @@
+#include "plugin/ExportedPluginParameter.h"
+
+#include <cmath>
+
+namespace qel
+{
+
+namespace
+{
+constexpr int versionHint = 1;
+} // namespace
+
+ExportedPluginParameter::ExportedPluginParameter(EngineProxy* proxy, int index, const String& stableId, String defaultName)
+    : SimpleElementView(proxy), juce::AudioProcessorParameterWithID(juce::ParameterID(stableId, versionHint), defaultName),
+      defaultDisplayName(std::move(defaultName)),
+      slotIndex(index)
+{
+}
+
+ExportedPluginParameter::~ExportedPluginParameter()
+{
+    cancelPendingUpdate();
+    if (valueConnection)
+        valueConnection();
+}
+
+void ExportedPluginParameter::followGestures(EngineProxy& proxy)
+{
+    auto mine = [this](Element* element, uint32_t id) { return resolved && element == getElement() && id == parameterId; };
+    track(proxy.parameterGestureBegan.connect([this, mine](Element* e, uint32_t id) {
+        if (mine(e, id))
+            beginChangeGesture();
+    }));
+    track(proxy.parameterGestureEnded.connect([this, mine](Element* e, uint32_t id) {
+        if (mine(e, id))
+            endChangeGesture();
+    }));
+}
+
+void ExportedPluginParameter::connectTo(const AutomationParameterInterface::Key& key, const String& name)
+{
+    targetPath = key.path;
+    targetName = key.name;
+    displayName = name;
+    kind = noKind;
+    resolved = false;
+    setElementPath(key.path);
+    // Bound before: the view was told nothing new, so resolve against what it holds.
+    if (getElement() != nullptr && !resolved)
+        resolve(true);
+}
+
+void ExportedPluginParameter::disconnectSlot(bool notify)
+{
+    if (!isConnected())
+        return;
+    previousPath = targetPath;
+    previousName = targetName;
+    clearElementPath();
+    unresolve();
+    targetPath = {};
+    targetName = {};
+    displayName = {};
+    if (notify)
+        tellHost();
+}
+
+void ExportedPluginParameter::unresolve()
+{
+    cancelPendingUpdate();
+    if (valueConnection)
+        valueConnection();
+    valueConnection = nullptr;
+    resolved = false;
+    kind = noKind;
+    description = nullptr;
+}
+
+void ExportedPluginParameter::elementChanged(Element* element)
+{
+    if (!isConnected())
+        return;
+    unresolve();
+    if (element != nullptr)
+        resolve(true);
+    else
+        changed();
+}
+
+void ExportedPluginParameter::resolve(bool notify)
+{
+    auto* element = getElement();
+    if (element == nullptr)
+    {
+        if (notify)
+            triggerAsyncUpdate();
+        return;
+    }
+    unresolve();
+    auto& registry = ParameterRegistry::get();
+    const auto id = element->findParameterId(targetName);
+    if (registry.isKnown(id))
+    {
+        const auto type = registry.typeOf(id);
+        const bool present = (type == ValueType::floatValue && element->findFloatParameter(id) != nullptr)
+                             || (type == ValueType::intValue && element->findIntParameter(id) != nullptr)
+                             || (type == ValueType::boolValue && element->findBoolParameter(id) != nullptr);
+        if (present)
+        {
+            kind = static_cast<Kind>(type);
+            parameterId = id;
+            switch (kind)
+            {
+                case floatKind:
+                    description = &registry.floatDescription(id);
+                    defaultValue = normalise(registry.floatDescription(id).defaultValue);
+                    break;
+                case intKind:
+                    description = &registry.intDescription(id);
+                    defaultValue = normalise(static_cast<float>(registry.intDescription(id).defaultValue));
+                    break;
+                default:
+                    description = &registry.boolDescription(id);
+                    defaultValue = registry.boolDescription(id).defaultValue ? 1.0f : 0.0f;
+                    break;
+            }
+            resolved = true;
+        }
+        parameterId = id;
+        auto c = element->getSignals().parameterChanged.connect([this](const Element&, int changedId) { elementValueChanged(changedId); });
+        valueConnection = [c]() mutable { c.disconnect(); };
+    }
+    changed();
+    tellHost();
+}
+
+void ExportedPluginParameter::elementValueChanged(int id)
+{
+    if (static_cast<uint32_t>(id) != parameterId || hostWriter.load() == std::this_thread::get_id() || !resolved)
+        return;
+    setValueNotifyingHost(getValue());
+}
+
+float ExportedPluginParameter::normalise(float value) const
+{
+    auto& registry = ParameterRegistry::get();
+    switch (kind)
+    {
+        case floatKind:
+        {
+            float position = value;
+            registry.floatDescription(parameterId).mapper->unmap(getElement(), position);
+            return juce::jlimit(0.0f, 1.0f, position);
+        }
+        case intKind:
+        {
+            const auto& d = registry.intDescription(parameterId);
+            return d.maximum > d.minimum ? static_cast<float>(value - static_cast<float>(d.minimum)) / static_cast<float>(d.maximum - d.minimum)
+                                         : 0.0f;
+        }
+        case boolKind: return value != 0.0f ? 1.0f : 0.0f;
+        default: return value;
+    }
+}
+
+float ExportedPluginParameter::denormalise(float normalised) const
+{
+    auto& registry = ParameterRegistry::get();
+    switch (kind)
+    {
+        case floatKind:
+        {
+            float value = juce::jlimit(0.0f, 1.0f, normalised);
+            registry.floatDescription(parameterId).mapper->map(getElement(), value);
+            return value;
+        }
+        case intKind:
+        {
+            const auto& d = registry.intDescription(parameterId);
+            return std::floor(normalised * static_cast<float>(d.maximum - d.minimum) + static_cast<float>(d.minimum) + 0.5f);
+        }
+        case boolKind: return normalised > 0.5f ? 1.0f : 0.0f;
+        default: return normalised;
+    }
+}
+
+float ExportedPluginParameter::currentValue() const
+{
+    auto* element = getElement();
+    switch (kind)
+    {
+        case floatKind: return element->getParameterFloat(parameterId);
+        case intKind: return static_cast<float>(element->getParameterInt(parameterId));
+        case boolKind: return element->getParameterBool(parameterId) ? 1.0f : 0.0f;
+        default: return 0.0f;
+    }
+}
+
+float ExportedPluginParameter::getValue() const
+{
+    if (!resolved || getElement() == nullptr)
+        return unresolvedValue;
+    return normalise(currentValue());
+}
+
+void ExportedPluginParameter::setValue(float newValue)
+{
+    hostWriter = std::this_thread::get_id();
+    auto* element = getElement();
+    if (!resolved || element == nullptr)
+    {
+        unresolvedValue = newValue;
+    }
+    else
+    {
+        // Through the pending slot: the host may call from any thread.
+        const float value = denormalise(newValue);
+        switch (kind)
+        {
+            case floatKind:
+                if (value != element->getParameterFloat(parameterId))
+                    element->setParameterFloatDeferred(parameterId, value, true);
+                break;
+            case intKind:
+                if (static_cast<int>(value) != element->getParameterInt(parameterId))
+                    element->setParameterIntDeferred(parameterId, static_cast<int>(value), true);
+                break;
+            case boolKind:
+                if ((value != 0.0f) != element->getParameterBool(parameterId))
+                    element->setParameterBoolDeferred(parameterId, value != 0.0f, true);
+                break;
+            default: break;
+        }
+    }
+    hostWriter = std::thread::id {};
+}
+
+juce::String ExportedPluginParameter::getName(int maximumStringLength) const
+{
+    String name = defaultDisplayName;
+    if (resolved)
+        name = displayName.isNotEmpty() ? displayName : ParameterRegistry::get().displayName(parameterId);
+    return maximumStringLength > 0 ? name.substring(0, maximumStringLength) : name;
+}
+
+int ExportedPluginParameter::getNumSteps() const
+{
+    if (resolved && kind == intKind)
+    {
+        const auto& d = ParameterRegistry::get().intDescription(parameterId);
+        return d.maximum - d.minimum + 1;
+    }
+    if (resolved && kind == boolKind)
+        return 2;
+    return juce::AudioProcessor::getDefaultNumParameterSteps();
+}
+
+bool ExportedPluginParameter::isDiscrete() const
+{
+    return resolved && (kind == intKind || kind == boolKind);
+}
+
+bool ExportedPluginParameter::isBoolean() const
+{
+    return resolved && kind == boolKind;
+}
+
+juce::String ExportedPluginParameter::getText(float normalisedValue, int maximumStringLength) const
+{
+    if (!resolved)
+        return {};
+    auto& registry = ParameterRegistry::get();
+    const float value = denormalise(normalisedValue);
+    String text;
+    switch (kind)
+    {
+        case floatKind: text = registry.floatDescription(parameterId).toString(getElement(), value); break;
+        case intKind: text = registry.intDescription(parameterId).toString(getElement(), static_cast<int>(value)); break;
+        case boolKind: text = registry.boolDescription(parameterId).toString(getElement(), value != 0.0f); break;
+        default: break;
+    }
+    return maximumStringLength > 0 ? text.substring(0, maximumStringLength) : text;
+}
+
+float ExportedPluginParameter::getValueForText(const juce::String& text) const
+{
+    if (!resolved)
+        return 0.0f;
+    auto& registry = ParameterRegistry::get();
+    switch (kind)
+    {
+        case floatKind:
+        {
+            float v = 0.0f;
+            return registry.floatDescription(parameterId).fromString(getElement(), text, v) ? normalise(v) : getValue();
+        }
+        case intKind:
+        {
+            int v = 0;
+            return registry.intDescription(parameterId).fromString(getElement(), text, v) ? normalise(static_cast<float>(v))
+                                                                                          : getValue();
+        }
+        case boolKind:
+        {
+            // The printed words read back too, so that the text is a round trip.
+            const auto& d = registry.boolDescription(parameterId);
+            if (text.trim() == d.toString(getElement(), true))
+                return 1.0f;
+            if (text.trim() == d.toString(getElement(), false))
+                return 0.0f;
+            bool v = false;
+            return d.fromString(getElement(), text, v) ? (v ? 1.0f : 0.0f) : getValue();
+        }
+        default: return 0.0f;
+    }
+}
+
+} // namespace qel
