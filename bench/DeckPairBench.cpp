@@ -40,7 +40,20 @@ struct StereoDecks
             left[i] = right[i] = static_cast<float>(music[(size_t) i]);
     }
 
+    // As the processor runs a stereo instance: both channels side by side.
     void run()
+    {
+        qel::DeckPair& first = *pairs[0];
+        for (int start = 0; start < blockSize; start += 32)
+        {
+            const auto process = qel::selectChannelPairProcessor(first.flangeMode, first.deckA.noiseReduction.encoderMode,
+                                                                 first.deckA.noiseReduction.decoderMode);
+            process(first, *pairs[1], left + start, right + start, 32, deviation);
+        }
+    }
+
+    // One channel after the other.
+    void runEachChannel()
     {
         float* channels[2] { left, right };
         for (int c = 0; c < 2; ++c)
@@ -67,6 +80,17 @@ void stereoDecks(benchmark::State& state)
     reportRealTimeFactor(state);
 }
 
+void stereoDecksEachChannel(benchmark::State& state)
+{
+    StereoDecks decks(static_cast<uint32_t>(state.range(0)), static_cast<uint32_t>(state.range(1)), state.range(2) != 0);
+    for (auto _ : state)
+    {
+        decks.runEachChannel();
+        benchmark::DoNotOptimize(decks.left[0]);
+    }
+    reportRealTimeFactor(state);
+}
+
 void encoderDecoderPairs(benchmark::internal::Benchmark* b)
 {
     b->ArgNames({ "encoder", "decoder", "heavy" });
@@ -77,5 +101,6 @@ void encoderDecoderPairs(benchmark::internal::Benchmark* b)
 }
 
 BENCHMARK(stereoDecks)->Apply(encoderDecoderPairs);
+BENCHMARK(stereoDecksEachChannel)->Apply(encoderDecoderPairs);
 
 } // namespace

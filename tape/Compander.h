@@ -4,7 +4,11 @@
 #include "tape/CompressorCell.h"
 #include "tape/EmphasisShelf.h"
 
+#include <array>
 #include <cmath>
+#include <cstdint>
+#include <type_traits>
+#include <utility>
 
 namespace qel
 {
@@ -86,6 +90,7 @@ struct TypeACompander
             bands[k].cell.configure(threshold[k], knee[k]);
             bands[k].cell.prepare(f);
         }
+        fillLanes();
         clear();
     }
 
@@ -125,6 +130,101 @@ struct TypeACompander
         return y;
     }
 
+    static constexpr Double2 half { 0.5, 0.5 };
+    static constexpr Double2 sqrtTwo { 1.4142135623730951, 1.4142135623730951 };
+    static constexpr Double2 kneeSlope { CompressorCell::aboveKneeSlope, CompressorCell::aboveKneeSlope };
+    static constexpr Double2 tiny { 1e-16, 1e-16 };
+    static Double2 both(double v) noexcept { return Double2 { v, v }; }
+
+    // A band's constants in both lanes, so that a trial pass loads each once.
+    struct BandLanes
+    {
+        Double2 inputGain, b0, g, inverseC, lowKnee, cubic[4], highKnee, top;
+    };
+
+    // What a sample's trials share, in both lanes: each band's filter and
+    // envelope terms of the past.
+    struct Trial
+    {
+        Double2 feedForward1[3], feedForward2[3], feedBack1[3], feedBack2[3];
+        Double2 charge[3], q[3];
+    };
+
+    std::array<BandLanes, 3> lanes {};
+
+    void fillLanes() noexcept
+    {
+        for (int k = 0; k < 3; ++k)
+        {
+            const auto& f = bands[k].filter.c;
+            const auto& cell = bands[k].cell;
+            auto& l = lanes[static_cast<size_t>(k)];
+            l = { both(bands[k].inputGain), both(f.b[0]), both(cell.envelope.g), both(cell.envelope.inverseC),
+                  both(cell.lowKnee), { both(cell.cubic[0]), both(cell.cubic[1]), both(cell.cubic[2]),
+                                        both(cell.cubic[3]) },
+                  both(cell.highKnee), both(cell.top) };
+        }
+    }
+
+    Trial beginTrial() const noexcept
+    {
+        Trial t;
+        for (int k = 0; k < 3; ++k)
+        {
+            const TrialBiquad& f = bands[k].filter;
+            const EnvelopeCell& e = bands[k].cell.envelope;
+            t.feedForward1[k] = both(f.c.b[1] * f.x1);
+            t.feedForward2[k] = both(f.c.b[2] * f.x2);
+            t.feedBack1[k] = both(f.c.a[1] * f.y1);
+            t.feedBack2[k] = both(f.c.a[2] * f.y2);
+            t.charge[k] = both(e.q * e.h);
+            t.q[k] = both(e.q);
+        }
+        return t;
+    }
+
+    // Band k's share of evaluate(x) for a point and its probe, term for term
+    // and in the same order, with the sample's shared terms taken from t. T
+    // is Double2, or double for the probe alone once the search is done.
+    template <typename T>
+    QEL_ALWAYS_INLINE T bandTrial(int k, T x, const Trial& t) noexcept
+    {
+        const auto lane = [](Double2 v) {
+            if constexpr (std::is_same_v<T, double>)
+                return v[1];
+            else
+                return v;
+        };
+        const BandLanes& l = lanes[static_cast<size_t>(k)];
+        const T in = lane(l.inputGain) * x;
+        const T filtered
+            = (((lane(l.b0) * in + lane(t.feedForward1[k])) + lane(t.feedForward2[k])) - lane(t.feedBack1[k]))
+            - lane(t.feedBack2[k]);
+        const T charge = absOf(filtered) * lane(l.g) + lane(t.charge[k]);
+        const T e = ((charge * lane(half) + lane(t.q[k])) * lane(l.inverseC)) * lane(sqrtTwo);
+        const T s = e - lane(l.lowKnee);
+        const T knee = lane(l.cubic[0]) + s * (lane(l.cubic[1]) + s * (lane(l.cubic[2]) + s * lane(l.cubic[3])));
+        const T above = (e - lane(l.highKnee)) * lane(kneeSlope) + lane(l.top);
+        const T curve = select(e < lane(l.lowKnee), e, select(e > lane(l.highKnee), above, knee));
+        if constexpr (std::is_same_v<T, double>)
+        {
+            // What evaluate would have left for the commit.
+            bands[k].filter.lastIn = in;
+            bands[k].filter.lastOut = filtered;
+            bands[k].cell.envelope.dq = charge;
+        }
+        return curve * filtered / (e + lane(tiny));
+    }
+
+    template <typename T>
+    QEL_ALWAYS_INLINE T evaluateTrial(T x, const Trial& t) noexcept
+    {
+        T out = x;
+        for (int k = 0; k < 3; ++k)
+            out += bandTrial(k, x, t);
+        return out;
+    }
+
     // Solves evaluate(u) = m by Newton steps with a numerical derivative,
     // one pass at a time, so that two decks' searches can run side by side.
     struct DecodeSearch
@@ -133,22 +233,40 @@ struct TypeACompander
         double m;
         double u = compander.lastSolution;
         int passes = 0;
+        double lastProbe = 0.0;
+        Trial trial = compander.beginTrial();
 
-        bool pass() noexcept
+        QEL_ALWAYS_INLINE bool pass() noexcept { return pass(true); }
+
+        QEL_ALWAYS_INLINE bool pass(bool active) noexcept
         {
-            // The point and its probe side by side; the probe is evaluated last.
-            const Double2 r = m - compander.evaluate(pack(u, u + probe));
-            const double step = secantStep(r, probe);
-            u = u - step;
-            ++passes;
-            return std::fabs(step) > tolerance && passes < compander.passLimit;
+            const Double2 x = trialPoint();
+            return conclude(compander.evaluateTrial(x, trial), x[1], active);
+        }
+
+        // The point and its probe side by side; the probe is evaluated last.
+        Double2 trialPoint() const noexcept { return pack(u, u + probe); }
+
+        // The step from the trial's evaluation. A search that has stopped
+        // (active false) discards it without a branch on its outcome.
+        QEL_ALWAYS_INLINE bool conclude(Double2 evaluated, double probed, bool active) noexcept
+        {
+            const uint64_t keep = 0 - static_cast<uint64_t>(active);
+            const double step = secantStep(m - evaluated, probe);
+            // u - 0 is u, whatever u is.
+            u = u - bitCast<double>(bitCast<uint64_t>(step) & keep);
+            lastProbe = bitCast<double>((bitCast<uint64_t>(probed) & keep) | (bitCast<uint64_t>(lastProbe) & ~keep));
+            passes += static_cast<int>(active);
+            return active & (std::fabs(step) > tolerance) & (passes < compander.passLimit);
         }
 
         double finish() noexcept
         {
             compander.lastPasses = passes;
             compander.lastSolution = u;
-            // The state committed is that of the last evaluation.
+            // The state committed is that of the last evaluation, the probe's:
+            // its lane again, alone, gives the same values.
+            compander.evaluateTrial(lastProbe, trial);
             compander.commit();
             return u;
         }
@@ -219,7 +337,7 @@ struct TypeBCompander
         double v = compander.lastSolution;
         int passes = 0;
 
-        bool pass() noexcept
+        QEL_ALWAYS_INLINE bool pass() noexcept
         {
             // The point and its probe side by side; the probe is evaluated last.
             const Double2 trial = pack(v, v + probe);
@@ -288,18 +406,50 @@ private:
     double slideLastIn = 0.0, slideLastOut = 0.0;
 };
 
-// Two independent searches, one per deck, advanced pass by pass together so
+// Independent searches, one per deck, advanced pass by pass together so
 // that the processor overlaps their dependency chains. Each stops on its own.
-template <typename Search>
-void searchTogether(Search& a, Search& b) noexcept
+template <typename Search, size_t N, size_t... I>
+void searchTogether(std::array<Search, N>& searches, std::index_sequence<I...>) noexcept
 {
-    bool goA = true, goB = true;
-    while (goA || goB)
+    bool going[N] { (static_cast<void>(I), true)... };
+    for (bool any = true; any;)
     {
-        if (goA)
-            goA = a.pass();
-        if (goB)
-            goB = b.pass();
+        any = false;
+        ((going[I] = going[I] && searches[I].pass(), any = any || going[I]), ...);
+    }
+}
+
+template <typename Search, size_t N>
+void searchTogether(std::array<Search, N>& searches) noexcept
+{
+    searchTogether(searches, std::make_index_sequence<N>());
+}
+
+// Type A decoders' searches in lockstep: while any goes on, every search
+// makes every pass, and one that has stopped discards it. A pass runs band
+// by band across the decks, so that the decks' dependency chains lie close
+// together for the processor to overlap.
+template <size_t N>
+void searchInLockstep(std::array<TypeACompander::DecodeSearch, N>& searches) noexcept
+{
+    std::array<bool, N> going;
+    going.fill(true);
+    for (;;)
+    {
+        std::array<Double2, N> x, out;
+        for (size_t d = 0; d < N; ++d)
+            out[d] = x[d] = searches[d].trialPoint();
+        for (int k = 0; k < 3; ++k)
+            for (size_t d = 0; d < N; ++d)
+                out[d] += searches[d].compander.bandTrial(k, x[d], searches[d].trial);
+        bool any = false;
+        for (size_t d = 0; d < N; ++d)
+        {
+            going[d] = searches[d].conclude(out[d], x[d][1], going[d]);
+            any = any | going[d];
+        }
+        if (!any)
+            return;
     }
 }
 

@@ -64,59 +64,120 @@ struct DeckPair
     }
 };
 
-// One channel through its pair, in place, for one set of modes. Deck A runs
-// on the channel and deck B on a copy. Each deck's sample is that of
-// TapeDeck::step; from the drive to the play head the two decks share
-// registers, one lane each.
-template <bool LfoMode, uint32_t Encoder, uint32_t Decoder>
-void processChannel(DeckPair& pair, float* buffer, int frames, float* deviation) noexcept
+// One channel's pair through one slice: deck A runs on the channel and deck B
+// on a copy; from the drive to the play head the two decks share registers,
+// one lane each. Each deck's sample is that of TapeDeck::step.
+template <bool LfoMode>
+struct ChannelSlice
 {
-    TapeDeck& a = pair.deckA;
-    TapeDeck& b = pair.deckB;
-    const float sign = pair.phaseInvert ? -1.0f : 1.0f;
+    TapeDeck& a;
+    TapeDeck& b;
+    float* x;
+    const float sign;
     const Double2 drive = pack(a.drive, b.drive);
     const Double2 noiseGain = pack(a.noiseGain, b.noiseGain);
-    for (int start = 0; start < frames; start += DeckPair::maxSlice)
+    TapeDeck::Slice sliceA = a.beginSlice();
+    TapeDeck::Slice sliceB = b.beginSlice();
+    RecordHeadPair record { a.recordHead, b.recordHead };
+    PlayHeadPair play { a.playHead, b.playHead };
+    // Decks set alike run one LFO between them.
+    const bool sharedLfo = a.sharesLfoWith(b);
+    Double2 compensation {};
+
+    ChannelSlice(DeckPair& pair, float* samples) noexcept
+        : a(pair.deckA), b(pair.deckB), x(samples), sign(pair.phaseInvert ? -1.0f : 1.0f)
     {
-        const int n = std::min(DeckPair::maxSlice, frames - start);
-        float* x = buffer + start;
-        float* dev = deviation + start;
-        auto sliceA = a.beginSlice();
-        auto sliceB = b.beginSlice();
-        RecordHeadPair record { a.recordHead, b.recordHead };
-        PlayHeadPair play { a.playHead, b.playHead };
-        // Decks set alike run one LFO between them.
-        const bool sharedLfo = a.sharesLfoWith(b);
-        for (int i = 0; i < n; ++i)
+    }
+
+    // Sample i up to the encoder, and deck B's speed deviation. Inline, as
+    // is back: out of line the channels' samples could not overlap.
+    QEL_ALWAYS_INLINE Double2 front(int i, float& deviation) noexcept
+    {
+        if constexpr (LfoMode)
         {
-            if constexpr (LfoMode)
-            {
-                const float position = a.lfoPosition(sliceA);
-                a.relativePosition = position;
-                b.relativePosition = sharedLfo ? position : b.lfoPosition(sliceB);
-            }
-            float deviationA;
-            const Double2 s = pack(a.tapeFront<false, false>(sliceA, x[i], deviationA),
-                                   b.tapeFront<false, true>(sliceB, x[i], dev[i]));
-            const Double2 u = tanhOf(s * drive * 0.01) * 100.0;
-            const Double2 compensation = pack(static_cast<double>(a.driveCompensation.value()),
-                                              static_cast<double>(b.driveCompensation.value()));
-            const Double2 e = NoiseReduction::encodePair<Encoder>(a.noiseReduction, b.noiseReduction, u);
-            const Double2 m = record.process(e, compensation * noiseGain);
-            const Double2 g = NoiseReduction::decodePair<Decoder>(a.noiseReduction, b.noiseReduction, m);
-            const Double2 y = play.process(g) / compensation;
-            const float outA = a.tapeBack<LfoMode, false>(sliceA, y[0]);
-            const float outB = b.tapeBack<LfoMode, true>(sliceB, y[1]);
-            x[i] = outA + outB * sign;
+            const float position = a.lfoPosition(sliceA);
+            a.relativePosition = position;
+            b.relativePosition = sharedLfo ? position : b.lfoPosition(sliceB);
         }
+        float deviationA;
+        const Double2 s = pack(a.tapeFront<false, false>(sliceA, x[i], deviationA),
+                               b.tapeFront<false, true>(sliceB, x[i], deviation));
+        compensation = pack(static_cast<double>(a.driveCompensation.value()),
+                            static_cast<double>(b.driveCompensation.value()));
+        return tanhOf(s * drive * 0.01) * 100.0;
+    }
+
+    Double2 magnetise(Double2 e) noexcept { return record.process(e, compensation * noiseGain); }
+
+    // Sample i from the decoder on: the play head, and the pair's sum.
+    QEL_ALWAYS_INLINE void back(int i, Double2 g) noexcept
+    {
+        const Double2 y = play.process(g) / compensation;
+        const float outA = a.tapeBack<LfoMode, false>(sliceA, y[0]);
+        const float outB = b.tapeBack<LfoMode, true>(sliceB, y[1]);
+        x[i] = outA + outB * sign;
+    }
+
+    void end(int n) noexcept
+    {
         record.store();
         play.store();
         a.endSlice(n, sliceA);
         b.endSlice(n, sliceB);
     }
+};
+
+// Channels' pairs, each in place on its own buffer, for one set of modes,
+// sample by sample side by side: the channels are independent, and their
+// compander searches and head solvers overlap in the processor. deviation
+// takes deck B's speed deviation of the last channel.
+template <bool LfoMode, uint32_t Encoder, uint32_t Decoder, size_t Channels, size_t... C>
+void processChannels(const std::array<DeckPair*, Channels>& pairs, const std::array<float*, Channels>& buffers,
+                     int frames, float* deviation, std::index_sequence<C...>) noexcept
+{
+    std::array<NoiseReduction*, 2 * Channels> noiseReduction {};
+    for (size_t c = 0; c < Channels; ++c)
+    {
+        noiseReduction[2 * c] = &pairs[c]->deckA.noiseReduction;
+        noiseReduction[2 * c + 1] = &pairs[c]->deckB.noiseReduction;
+    }
+    float unused[DeckPair::maxSlice];
+    for (int start = 0; start < frames; start += DeckPair::maxSlice)
+    {
+        const int n = std::min(DeckPair::maxSlice, frames - start);
+        float* dev = deviation + start;
+        std::array<ChannelSlice<LfoMode>, Channels> slices { ChannelSlice<LfoMode> { *pairs[C], buffers[C] + start }... };
+        for (int i = 0; i < n; ++i)
+        {
+            std::array<Double2, Channels> v { slices[C].front(i, C + 1 == Channels ? dev[i] : unused[i])... };
+            NoiseReduction::encodeChannels<Encoder, Channels>(noiseReduction, v);
+            v = { slices[C].magnetise(v[C])... };
+            NoiseReduction::decodeChannels<Decoder, Channels>(noiseReduction, v);
+            (slices[C].back(i, v[C]), ...);
+        }
+        (slices[C].end(n), ...);
+    }
+}
+
+// One channel through its pair, in place, for one set of modes.
+template <bool LfoMode, uint32_t Encoder, uint32_t Decoder>
+void processChannel(DeckPair& pair, float* buffer, int frames, float* deviation) noexcept
+{
+    processChannels<LfoMode, Encoder, Decoder, 1>({ &pair }, { buffer }, frames, deviation, std::index_sequence<0>());
+}
+
+// Two channels through their pairs together: what processChannel gives for
+// the first and then the second, sample for sample.
+template <bool LfoMode, uint32_t Encoder, uint32_t Decoder>
+void processChannelPair(DeckPair& first, DeckPair& second, float* firstBuffer, float* secondBuffer, int frames,
+                        float* deviation) noexcept
+{
+    processChannels<LfoMode, Encoder, Decoder, 2>({ &first, &second }, { firstBuffer, secondBuffer }, frames,
+                                                  deviation, std::index_sequence<0, 1>());
 }
 
 using ChannelProcessor = void (*)(DeckPair&, float*, int, float*) noexcept;
+using ChannelPairProcessor = void (*)(DeckPair&, DeckPair&, float*, float*, int, float*) noexcept;
 
 namespace detail
 {
@@ -126,10 +187,33 @@ constexpr ChannelProcessor channelProcessorAt() noexcept
     return &processChannel<(Index / 16) == 1, static_cast<uint32_t>((Index / 4) % 4), static_cast<uint32_t>(Index % 4)>;
 }
 
+template <size_t Index>
+constexpr ChannelPairProcessor channelPairProcessorAt() noexcept
+{
+    return &processChannelPair<(Index / 16) == 1, static_cast<uint32_t>((Index / 4) % 4),
+                               static_cast<uint32_t>(Index % 4)>;
+}
+
 template <size_t... Index>
 constexpr std::array<ChannelProcessor, sizeof...(Index)> channelProcessorTable(std::index_sequence<Index...>) noexcept
 {
     return { channelProcessorAt<Index>()... };
+}
+
+template <size_t... Index>
+constexpr std::array<ChannelPairProcessor, sizeof...(Index)>
+channelPairProcessorTable(std::index_sequence<Index...>) noexcept
+{
+    return { channelPairProcessorAt<Index>()... };
+}
+
+// Where a set of modes stands in the tables; -1 for modes outside the range.
+inline int processorIndex(uint32_t flangeMode, uint32_t encoderMode, uint32_t decoderMode) noexcept
+{
+    if (encoderMode > 3 || decoderMode > 3)
+        return -1;
+    const int lfo = flangeMode == lfoFlange ? 1 : 0;
+    return lfo * 16 + static_cast<int>(encoderMode * 4 + decoderMode);
 }
 } // namespace detail
 
@@ -138,10 +222,17 @@ constexpr std::array<ChannelProcessor, sizeof...(Index)> channelProcessorTable(s
 inline ChannelProcessor selectChannelProcessor(uint32_t flangeMode, uint32_t encoderMode, uint32_t decoderMode) noexcept
 {
     static constexpr auto table = detail::channelProcessorTable(std::make_index_sequence<32>());
-    if (encoderMode > 3 || decoderMode > 3)
-        return nullptr;
-    const size_t lfo = flangeMode == lfoFlange ? 1 : 0;
-    return table[lfo * 16 + encoderMode * 4 + decoderMode];
+    const int index = detail::processorIndex(flangeMode, encoderMode, decoderMode);
+    return index < 0 ? nullptr : table[static_cast<size_t>(index)];
+}
+
+// The same for two channels at once.
+inline ChannelPairProcessor selectChannelPairProcessor(uint32_t flangeMode, uint32_t encoderMode,
+                                                       uint32_t decoderMode) noexcept
+{
+    static constexpr auto table = detail::channelPairProcessorTable(std::make_index_sequence<32>());
+    const int index = detail::processorIndex(flangeMode, encoderMode, decoderMode);
+    return index < 0 ? nullptr : table[static_cast<size_t>(index)];
 }
 
 } // namespace qel

@@ -93,6 +93,9 @@ struct Demagnetizer
                 cubic[2] = delta * r3 * 3.0 * Ts;
                 cubic[3] = -delta * r3 * 2.0;
             }
+            // Without depth a dropout leaves the recording as it is: 1 - v * 0.
+            if (depth == 0.0)
+                return 1.0;
             const double tau = static_cast<double>(c - segmentStart) / sampleRate;
             v = cubic[0] + tau * (cubic[1] + tau * (cubic[2] + tau * cubic[3]));
         }

@@ -3,7 +3,9 @@
 #include "tape/Compander.h"
 #include "tape/EmphasisShelf.h"
 
+#include <array>
 #include <cstdint>
+#include <utility>
 
 namespace qel
 {
@@ -89,52 +91,89 @@ struct NoiseReduction
             return m;
     }
 
+    // The decks of one or more channels, deck A and deck B of channel c in
+    // decks[2c] and decks[2c + 1] and in the lanes of x[c], in place. All
+    // their searches run side by side.
+    template <uint32_t Mode, size_t Channels>
+    static void encodeChannels(const std::array<NoiseReduction*, 2 * Channels>& decks,
+                               std::array<Double2, Channels>& x) noexcept
+    {
+        if constexpr (Mode == typeB)
+        {
+            auto searches = eachDeck<Channels>([&](size_t d) {
+                return TypeBCompander::Search { decks[d]->typeBEncoder, x[d / 2][d % 2], false };
+            });
+            searchTogether(searches);
+            finishAll(searches, x);
+        }
+        else if constexpr (Mode != noNoiseReduction)
+            for (size_t c = 0; c < Channels; ++c)
+                x[c] = pack(decks[2 * c]->template encode<Mode>(x[c][0]), decks[2 * c + 1]->template encode<Mode>(x[c][1]));
+    }
+
+    template <uint32_t Mode, size_t Channels>
+    static void decodeChannels(const std::array<NoiseReduction*, 2 * Channels>& decks,
+                               std::array<Double2, Channels>& x) noexcept
+    {
+        if constexpr (Mode == typeA)
+        {
+            auto searches = eachDeck<Channels>([&](size_t d) {
+                return TypeACompander::DecodeSearch { decks[d]->typeADecoder, x[d / 2][d % 2] };
+            });
+            searchInLockstep(searches);
+            finishAll(searches, x);
+        }
+        else if constexpr (Mode == typeB)
+        {
+            auto searches = eachDeck<Channels>([&](size_t d) {
+                return TypeBCompander::Search { decks[d]->typeBDecoder, x[d / 2][d % 2], true };
+            });
+            searchTogether(searches);
+            finishAll(searches, x);
+        }
+        else if constexpr (Mode != noNoiseReduction)
+            for (size_t c = 0; c < Channels; ++c)
+                x[c] = pack(decks[2 * c]->template decode<Mode>(x[c][0]), decks[2 * c + 1]->template decode<Mode>(x[c][1]));
+    }
+
     // Both decks of a pair, one lane each; their searches run side by side.
     template <uint32_t Mode>
     static Double2 encodePair(NoiseReduction& a, NoiseReduction& b, Double2 u) noexcept
     {
-        if constexpr (Mode == noNoiseReduction)
-            return u;
-        else if constexpr (Mode == typeB)
-        {
-            TypeBCompander::Search searchA { a.typeBEncoder, u[0], false };
-            TypeBCompander::Search searchB { b.typeBEncoder, u[1], false };
-            searchTogether(searchA, searchB);
-            return finishBoth(searchA, searchB);
-        }
-        else
-            return pack(a.encode<Mode>(u[0]), b.encode<Mode>(u[1]));
+        std::array<Double2, 1> x { u };
+        encodeChannels<Mode, 1>({ &a, &b }, x);
+        return x[0];
     }
 
     template <uint32_t Mode>
     static Double2 decodePair(NoiseReduction& a, NoiseReduction& b, Double2 m) noexcept
     {
-        if constexpr (Mode == typeA)
-        {
-            TypeACompander::DecodeSearch searchA { a.typeADecoder, m[0] };
-            TypeACompander::DecodeSearch searchB { b.typeADecoder, m[1] };
-            searchTogether(searchA, searchB);
-            return finishBoth(searchA, searchB);
-        }
-        else if constexpr (Mode == typeB)
-        {
-            TypeBCompander::Search searchA { a.typeBDecoder, m[0], true };
-            TypeBCompander::Search searchB { b.typeBDecoder, m[1], true };
-            searchTogether(searchA, searchB);
-            return finishBoth(searchA, searchB);
-        }
-        else if constexpr (Mode == noNoiseReduction)
-            return m;
-        else
-            return pack(a.decode<Mode>(m[0]), b.decode<Mode>(m[1]));
+        std::array<Double2, 1> x { m };
+        decodeChannels<Mode, 1>({ &a, &b }, x);
+        return x[0];
     }
 
 private:
-    template <typename Search>
-    static Double2 finishBoth(Search& a, Search& b) noexcept
+    template <size_t Channels, typename Make, size_t... D>
+    static auto eachDeck(Make&& make, std::index_sequence<D...>) noexcept
     {
-        const double outA = a.finish();
-        return pack(outA, b.finish());
+        return std::array<decltype(make(0)), 2 * Channels> { make(D)... };
+    }
+
+    template <size_t Channels, typename Make>
+    static auto eachDeck(Make&& make) noexcept
+    {
+        return eachDeck<Channels>(make, std::make_index_sequence<2 * Channels>());
+    }
+
+    template <typename Search, size_t Decks>
+    static void finishAll(std::array<Search, Decks>& searches, std::array<Double2, Decks / 2>& x) noexcept
+    {
+        for (size_t c = 0; c < Decks / 2; ++c)
+        {
+            const double outA = searches[2 * c].finish();
+            x[c] = pack(outA, searches[2 * c + 1].finish());
+        }
     }
 
     static void clearMode(uint32_t mode, EmphasisShelf& shelf, TypeACompander& a, TypeBCompander& b) noexcept

@@ -152,29 +152,44 @@ void ReelwarpProcessor::processAudio(RenderContext& context, ProcessingElementSt
     const DeckPair& first = state.decks.front();
     const auto process = selectChannelProcessor(first.flangeMode, first.deckA.noiseReduction.encoderMode,
                                                 first.deckA.noiseReduction.decoderMode);
-    if (process == nullptr)
+    const auto processTwo = selectChannelPairProcessor(first.flangeMode, first.deckA.noiseReduction.encoderMode,
+                                                       first.deckA.noiseReduction.decoderMode);
+    if (process == nullptr || processTwo == nullptr)
         return;
 
     followHostTempo(context, state);
     followHostPosition(context, state);
 
     auto* modulation = context.arenas[0].allocateArray<float>(static_cast<size_t>(frames));
-    auto* dry = context.arenas[0].allocateArray<float>(static_cast<size_t>(frames));
+    float* dry[2] { context.arenas[0].allocateArray<float>(static_cast<size_t>(frames)),
+                    context.arenas[0].allocateArray<float>(static_cast<size_t>(frames)) };
     const auto dryDelay = static_cast<double>(state.latency * getSampleRate());
     const float wetGain = state.mix * state.outputGain * state.outputPad;
     const float dryGain = 1.0f - state.mix;
     const size_t count = std::min(static_cast<size_t>(getChannelCount()), state.decks.size());
-    for (size_t c = 0; c < count; ++c)
+    // Channels two at a time: their decks run side by side, which overlaps
+    // their dependency chains; the modulation ends as the last channel's.
+    for (size_t c = 0; c < count; c += 2)
     {
-        float* samples = channels[c];
-        auto& line = state.dryLines[c];
-        line.write(samples, frames);
-        line.read(dry, frames, dryDelay, dryDelay);
-        line.advance(frames);
-        process(state.decks[c], samples, frames, modulation);
+        const size_t together = std::min<size_t>(2, count - c);
+        for (size_t k = 0; k < together; ++k)
+        {
+            auto& line = state.dryLines[c + k];
+            line.write(channels[c + k], frames);
+            line.read(dry[k], frames, dryDelay, dryDelay);
+            line.advance(frames);
+        }
+        if (together == 2)
+            processTwo(state.decks[c], state.decks[c + 1], channels[c], channels[c + 1], frames, modulation);
+        else
+            process(state.decks[c], channels[c], frames, modulation);
         // The dry path takes neither output gain nor pad.
-        for (int i = 0; i < frames; ++i)
-            samples[i] = samples[i] * wetGain + dry[i] * dryGain;
+        for (size_t k = 0; k < together; ++k)
+        {
+            float* samples = channels[c + k];
+            for (int i = 0; i < frames; ++i)
+                samples[i] = samples[i] * wetGain + dry[k][i] * dryGain;
+        }
     }
 
     lastRelativeDelay.store(static_cast<float>(2.0 * first.deckB.relativePosition - 1.0), std::memory_order_relaxed);

@@ -167,8 +167,9 @@ struct TapeDeck
     }
 
     // Both taps at write index w: the main tap's audio, and the feedback
-    // tap's own output fed back ahead of the drive.
-    double readTaps(uint64_t w) const noexcept
+    // tap's own output fed back ahead of the drive. Inline, as is tapeFront:
+    // the pair's loop overlaps the decks' fronts.
+    QEL_ALWAYS_INLINE double readTaps(uint64_t w) const noexcept
     {
         const double gainSum = std::max(tapGains[0] + tapGains[1], 1.0);
         double s = 0.0;
@@ -245,7 +246,7 @@ struct TapeDeck
     // One sample up to the drive: the tape write, its dropouts, the LFO, the
     // control tick and the deviation out; returns what both taps read.
     template <bool RunsLfo, bool DeckB>
-    double tapeFront(Slice& slice, float input, float& deviation) noexcept
+    QEL_ALWAYS_INLINE double tapeFront(Slice& slice, float input, float& deviation) noexcept
     {
         const uint64_t w = slice.w;
         slice.current = w;

@@ -205,6 +205,35 @@ TEST(NoiseReduction, NoStageReturnsNonFiniteForFiniteInput)
     }
 }
 
+// The decoder's trial evaluation with its terms of the past taken once per
+// sample equals the plain evaluation, lane for lane and bit for bit, and
+// leaves the same state to commit.
+TEST(NoiseReduction, TypeATrialEqualsThePlainEvaluation)
+{
+    qel::TypeACompander plain, trial;
+    plain.prepare(fs);
+    trial.prepare(fs);
+    const auto x = material(1, -20.0, 4000);
+    for (size_t i = 0; i < x.size(); ++i)
+    {
+        const double u = x[i];
+        const qel::Double2 point { u, u + 1e-6 };
+        const auto shared = trial.beginTrial();
+        const qel::Double2 a = plain.evaluate(point);
+        const qel::Double2 b = trial.evaluateTrial(point, shared);
+        ASSERT_EQ(a[0], b[0]) << i;
+        ASSERT_EQ(a[1], b[1]) << i;
+        ASSERT_EQ(trial.evaluateTrial(point[1], shared), b[1]) << i;
+        plain.commit();
+        trial.commit();
+        for (int k = 0; k < 3; ++k)
+        {
+            ASSERT_EQ(plain.bands[k].filter.y1, trial.bands[k].filter.y1) << i;
+            ASSERT_EQ(plain.bands[k].cell.envelope.q, trial.bands[k].cell.envelope.q) << i;
+        }
+    }
+}
+
 TEST(EnvelopeCell, SettlesToTheRectifiedMeanOverItsTimeConstant)
 {
     qel::EnvelopeCell cell { 5000000.0, 1e-9 };
