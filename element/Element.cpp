@@ -305,7 +305,10 @@ void Element::addParameter(std::unique_ptr<ParameterInfoBase> binding)
     // The default goes into both states; an element-level value is the element's own.
     const auto& d = raw->description();
     if (d.has(ParameterFlags::readOnly) || d.has(ParameterFlags::elementLevel))
+    {
+        raw->publish(this, referenceState.get());
         return;
+    }
     auto writeDefault = [&](auto* typed) {
         const auto value = typed->typedDescription().defaultValue;
         if (referenceState != nullptr)
@@ -321,6 +324,7 @@ void Element::addParameter(std::unique_ptr<ParameterInfoBase> binding)
         case ValueType::stringValue: writeDefault(static_cast<ParameterInfo<String>*>(raw)); break;
         default: break;
     }
+    publishAll();
 }
 
 ParameterInfoBase* Element::findBinding(uint32_t requested) const
@@ -372,7 +376,10 @@ T Element::read(uint32_t id, Error* error) const
     T pending;
     if (binding->peekPending(pending))
         return pending;
-    return binding->get(targetOf(d, referenceState.get()));
+    if constexpr (std::is_same_v<T, String>)
+        return binding->get(targetOf(d, referenceState.get()));
+    else
+        return binding->published();
 }
 
 template <typename T>
@@ -392,8 +399,16 @@ void Element::setImmediate(uint32_t id, const T& value)
         if (processState != nullptr)
             binding->set(processState.get(), value);
     }
+    publishAll();
     parameterSetImmediately(*binding);
     notifyParameterChanged(binding->id());
+}
+
+// A setter may move other parameters too (a handler), so all are published.
+void Element::publishAll() noexcept
+{
+    for (auto& b : parameters)
+        b->publish(this, referenceState.get());
 }
 
 template <typename T>
@@ -437,7 +452,8 @@ template void Element::setDeferred<String>(uint32_t, const String&, bool);
 // Persistent changes mark the element, then listeners hear it: at once, then on the message thread.
 void Element::notifyParameterChanged(uint32_t id)
 {
-    if (auto* b = findBinding(id); b != nullptr && b->description().has(ParameterFlags::persistent))
+    auto* b = findBinding(id);
+    if (b != nullptr && b->description().has(ParameterFlags::persistent))
         markModified();
     if (signals == nullptr)
         return;
@@ -454,6 +470,7 @@ void Element::flushPending() noexcept
         for (auto& b : parameters)
             if (b->isPending())
                 b->applyPending(this, referenceState.get());
+    publishAll();
 }
 
 bool Element::isSyncedToHost() const
@@ -523,6 +540,7 @@ void Element::setFormat(double rate, int maximumBlockSize)
     sampleRate = static_cast<float>(rate);
     maxBlockSize = static_cast<uint16_t>(maximumBlockSize);
     prepare();
+    publishAll();
 }
 
 void Element::setProperty(const String& key, const ElementProperty& value)

@@ -125,6 +125,9 @@ public:
 
     // Audio thread, at block start: moves deferred values into the reference state.
     void flushPending() noexcept;
+    // After the reference state changed outside a parameter set (a load, a
+    // prepare): what other threads read is taken from it again.
+    void publishAll() noexcept;
 
     // ParameterContext
     bool isSyncedToHost() const override;

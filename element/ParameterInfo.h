@@ -23,6 +23,9 @@ public:
     virtual bool isPending() const = 0;
     // Clears the pending mark and writes the pending value into the target.
     virtual void applyPending(void* element, void* state) = 0;
+    // Copies the value from the target into the published cell, on the
+    // thread that last wrote it, so that other threads read without a race.
+    virtual void publish(const void* element, const void* state) = 0;
     virtual uint32_t id() const { return description().id; }
 };
 
@@ -75,6 +78,13 @@ public:
         set(targetFor(element, state), loadPending());
     }
 
+    void publish(const void* element, const void* state) override
+    {
+        if constexpr (!std::is_same_v<T, String>)
+            publishedValue.store(get(targetFor(const_cast<void*>(element), const_cast<void*>(state))), std::memory_order_release);
+    }
+    T published() const noexcept { return publishedValue.load(std::memory_order_acquire); }
+
     T get(const void* target) const { return getterFunction(target, boundIndices); }
     void set(void* target, T value) { setterFunction(target, boundIndices, value); }
 
@@ -117,6 +127,7 @@ private:
     Getter getterFunction;
     Setter setterFunction;
     Atomic pendingValue {};
+    Atomic publishedValue {};
     String pendingString;
     mutable juce::SpinLock stringLock;
     std::atomic<uint8_t> pendingFlag { 0 };

@@ -84,7 +84,13 @@ private:
     void declareParameters();
     void handleTransport(RenderContext& context, const EngineEvent* events, int count, int frames);
     double samplesPerBeat(const RenderContext& context) const noexcept;
-    void notify(uint32_t id) noexcept { notifyParameterChanged(id); }
+    // The transport moves its own values: published on this thread, then told.
+    void notify(uint32_t id) noexcept
+    {
+        if (auto* b = findBinding(id))
+            b->publish(this, getReferenceState());
+        notifyParameterChanged(id);
+    }
 
     std::vector<ProcessingElement*> processing;
     float globalTune = 440.0f;

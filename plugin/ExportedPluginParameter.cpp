@@ -1,5 +1,7 @@
 #include "plugin/ExportedPluginParameter.h"
 
+#include "element/BeatDivisions.h"
+
 #include <cmath>
 
 namespace qel
@@ -291,8 +293,14 @@ float ExportedPluginParameter::getValueForText(const juce::String& text) const
     {
         case floatKind:
         {
+            const auto& d = registry.floatDescription(parameterId);
             float v = 0.0f;
-            return registry.floatDescription(parameterId).fromString(getElement(), text, v) ? normalise(v) : getValue();
+            if (!d.fromString(getElement(), text, v))
+                return getValue();
+            // Synchronised, the text names a division's row, and the row is the position.
+            if (isSyncedDisplayType(d.displayType) && getElement()->isSyncedToHost())
+                return v / static_cast<float>(BeatDivisions::rows - 1);
+            return normalise(v);
         }
         case intKind:
         {

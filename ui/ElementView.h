@@ -129,7 +129,8 @@ public:
 
     const T& get() const noexcept { return value; }
 
-    // Writes through the element; the echo does not call the function again.
+    // Writes through the element's pending slot, safe while audio runs; the
+    // echo does not call the function again.
     void set(const T& newValue)
     {
         auto* e = getElement();
@@ -137,13 +138,13 @@ public:
             return;
         writing = true;
         if constexpr (std::is_same_v<T, float>)
-            e->setParameterFloat(getParameterId(), newValue);
+            e->setParameterFloatDeferred(getParameterId(), newValue, true);
         else if constexpr (std::is_same_v<T, int>)
-            e->setParameterInt(getParameterId(), newValue);
+            e->setParameterIntDeferred(getParameterId(), newValue, true);
         else if constexpr (std::is_same_v<T, bool>)
-            e->setParameterBool(getParameterId(), newValue);
+            e->setParameterBoolDeferred(getParameterId(), newValue, true);
         else
-            e->setParameterString(getParameterId(), newValue);
+            e->setParameterStringDeferred(getParameterId(), newValue, true);
         writing = false;
         value = newValue;
     }

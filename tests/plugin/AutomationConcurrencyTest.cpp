@@ -45,11 +45,12 @@ TEST(HostAutomation, ThreeThreadsAtOnceEndOnTheLastValueWritten)
         hostDone = true;
     });
 
-    // The message thread plays the editor: other parameters, and the notices.
+    // The message thread plays the editor, whose writes go through the pending
+    // slot like the host's, and delivers the notices.
     const auto driveId = qel::reelwarpParameterId(ReelwarpParameter::Drive);
     for (int i = 0; !hostDone.load() || i < 50; ++i)
     {
-        effect.setParameterFloat(driveId, static_cast<float>(i % 100));
+        effect.setParameterFloatDeferred(driveId, static_cast<float>(i % 100), true);
         qel::ParameterChangeChannel::get().deliver();
         juce::MessageManager::getInstance()->runDispatchLoopUntil(1);
     }

@@ -216,3 +216,27 @@ TEST(ExportedParameters, ANewEngineLeavesEverySlotResolvedOnTheNewEffect)
 }
 
 } // namespace
+
+namespace
+{
+
+TEST(ExportedParameters, ASyncedRateNormalisesThroughTheBeatDivisionsWhileSynced)
+{
+    ReelwarpPlugin p;
+    auto* rate = p.getSlot(35);
+    const float freeMiddle = rate->denormalise(0.5f);
+    EXPECT_NEAR(freeMiddle, std::sqrt(0.01f * 10.0f), 1e-5) << "free: logarithmic";
+
+    slot(p, 0).setValue(1.0f); // SyncToHost
+    const float syncedMiddle = rate->denormalise(0.5f);
+    EXPECT_NE(syncedMiddle, freeMiddle);
+    // Each synced position is a division that reads back to itself.
+    for (const float position : { 0.0f, 0.25f, 0.5f, 1.0f })
+    {
+        const float ratio = rate->denormalise(position);
+        EXPECT_NEAR(rate->denormalise(rate->normalise(ratio)), ratio, 1e-6) << position;
+        EXPECT_NEAR(slot(p, 35).getValueForText(slot(p, 35).getText(position, 100)), rate->normalise(ratio), 1e-4) << position;
+    }
+}
+
+} // namespace
