@@ -131,7 +131,7 @@ void ElementNode::connectTo(Element* target)
     if (target == nullptr)
         return;
     auto& signals = target->getSignals();
-    auto keep = [this](auto connection) { elementConnections.push_back([connection]() mutable { connection.disconnect(); }); };
+    auto keep = [this](auto connection) { track(connection); };
     keep(signals.childAdded.connect([this](Element*, Element* child) { childAdded(child); }));
     keep(signals.childRemoved.connect([this](Element*, Element* child) { childRemoved(child); }));
     keep(signals.childRenamed.connect([this](Element* child, const String& newName) { childRenamed(child, newName); }));
@@ -150,10 +150,7 @@ void ElementNode::connectTo(Element* target)
 
 void ElementNode::disconnectAll()
 {
-    auto all = std::move(elementConnections);
-    elementConnections.clear();
-    for (auto& disconnect : all)
-        disconnect();
+    disconnectTracked();
     if (descendantsConnection)
     {
         descendantsConnection();
@@ -287,13 +284,19 @@ void EngineProxy::setEngine(Element* newEngine)
 {
     if (newEngine == engine)
         return;
-    disconnectTracked();
     engine = newEngine;
-    if (auto* root = dynamic_cast<Engine*>(engine); root != nullptr && forwardErrors && !errorListeners.empty())
-        track(root->errorAdded.connect([this](const String& text, const String& path) { reportError(text, path); }));
+    connectErrors();
     if (rootNode != nullptr)
         rootNode->setElement(engine);
     repeatErrors();
+}
+
+// The engine's error signal is heard only with forwarding on and someone to tell.
+void EngineProxy::connectErrors()
+{
+    disconnectTracked();
+    if (auto* root = dynamic_cast<Engine*>(engine); root != nullptr && forwardErrors && !errorListeners.empty())
+        track(root->errorAdded.connect([this](const String& text, const String& path) { reportError(text, path); }));
 }
 
 void EngineProxy::repeatErrors()
@@ -425,9 +428,8 @@ void EngineProxy::addErrorListener(ErrorListener* listener)
 {
     const bool first = errorListeners.empty();
     errorListeners.insert(listener);
-    if (first && forwardErrors)
-        if (auto* root = dynamic_cast<Engine*>(engine))
-            track(root->errorAdded.connect([this](const String& text, const String& path) { reportError(text, path); }));
+    if (first)
+        connectErrors();
 }
 
 void EngineProxy::removeErrorListener(ErrorListener* listener)

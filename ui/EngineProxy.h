@@ -123,7 +123,7 @@ private:
     void recountInterest();
     bool stepMatches(const String& step, const String& childName) const;
 
-    std::vector<std::function<void()>> elementConnections;
+    // The element's own signals are tracked; this one comes and goes with interest.
     std::function<void()> descendantsConnection;
     String heldProxyPath;
 };
@@ -190,6 +190,7 @@ private:
     // The wheel turns and nothing hangs on it.
     void timerCallback() override {}
     ElementNode& nodeFor(const Path& path);
+    void connectErrors();
     void repeatErrors();
 
     Element* engine = nullptr;
