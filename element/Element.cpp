@@ -35,20 +35,6 @@ Element::~Element()
     *selfReference = nullptr;
 }
 
-// --- persistence and modulation arrive with their own parts; the base keeps to its contract ---
-
-bool Element::save(juce::XmlElement& parentXml, int options)
-{
-    juce::ignoreUnused(parentXml, options);
-    return false;
-}
-
-bool Element::load(const juce::XmlElement& element, int options, int version)
-{
-    juce::ignoreUnused(element, options, version);
-    return false;
-}
-
 void Element::finishLoading()
 {
     for (auto& c : children)
@@ -209,7 +195,7 @@ String Element::makeUniqueConnectionName(uint32_t parameterId) const
     }
 }
 
-bool Element::addModulationSource(const juce::XmlElement& description, bool lock)
+bool Element::addModulationSource(const tinyxml2::XMLElement& description, bool lock)
 {
     juce::ignoreUnused(description, lock);
     return false;
@@ -249,19 +235,6 @@ void Element::setPerVoice(bool enabled)
         flags.fetch_or(perVoice);
     else
         flags.fetch_and(static_cast<uint8_t>(~perVoice));
-}
-
-bool Element::saveParameters(juce::XmlElement& element, int& versionOut) const
-{
-    juce::ignoreUnused(element);
-    versionOut = 0;
-    return false;
-}
-
-bool Element::loadParameters(const juce::XmlElement& element, int version)
-{
-    juce::ignoreUnused(element, version);
-    return false;
 }
 
 void Element::prepare()

@@ -2,6 +2,7 @@
 
 #include "element/ElementSignals.h"
 #include "element/ElementState.h"
+#include "element/ElementXml.h"
 #include "element/ParameterContext.h"
 #include "element/ParameterInfo.h"
 #include "element/ParameterRegistry.h"
@@ -40,8 +41,8 @@ public:
     Element& operator=(const Element&) = delete;
 
     // --- virtual operations, in the order of the element's table ---
-    virtual bool save(juce::XmlElement& parent, int options);
-    virtual bool load(const juce::XmlElement& element, int options, int version);
+    virtual bool save(tinyxml2::XMLElement& parent, const ElementSaveOptions& options);
+    virtual bool load(const tinyxml2::XMLElement& element, const ElementLoadOptions& options, uint32_t version);
     virtual void finishLoading();
     virtual void bindReferences();
     virtual ElementState* createVoiceState(ScratchArena& arena);
@@ -77,14 +78,21 @@ public:
     virtual void voiceReleased(void* voiceContext, int argument) { (void) voiceContext, (void) argument; }
     virtual void voiceEnded(void* voiceContext, int argument) { (void) voiceContext, (void) argument; }
     virtual String makeUniqueConnectionName(uint32_t parameterId) const;
-    virtual bool addModulationSource(const juce::XmlElement& description, bool lock);
+    virtual bool addModulationSource(const tinyxml2::XMLElement& description, bool lock);
     virtual bool removeModulationSource(uint32_t parameterId, const String& sourcePath, bool lock);
     virtual void listModulationSources(uint32_t parameterId, juce::StringArray& out) const;
     virtual void addPendingLink(Element* link);
     virtual void forwardPendingLinks();
     virtual void setPerVoice(bool enabled);
-    virtual bool saveParameters(juce::XmlElement& element, int& versionOut) const;
-    virtual bool loadParameters(const juce::XmlElement& element, int version);
+    virtual bool saveParameters(tinyxml2::XMLElement& element, int& versionOut) const;
+    // A signed version: the flat-layout sentinel reads as older than any file.
+    virtual bool loadParameters(const tinyxml2::XMLElement& element, int version);
+    // A value a preset of this file version holds, brought to today's scale.
+    virtual float convertPresetValue(uint32_t id, float value, int version) const
+    {
+        juce::ignoreUnused(id, version);
+        return value;
+    }
     virtual void prepare();
     virtual float getMemoryUsage() const;
     virtual ElementState* createState(ScratchArena& arena);
@@ -97,6 +105,9 @@ public:
     void setProperty(const String& key, const ElementProperty& value);
     ElementProperty getProperty(const String& key) const;
     bool hasProperty(const String& key) const;
+    // Tells listeners with a blank value.
+    void removeProperty(const String& key);
+    const std::map<String, ElementProperty>& getProperties() const noexcept { return properties; }
     void setStates(std::unique_ptr<ElementState> reference, std::unique_ptr<ElementState> process);
     void markModified();
     void clearModified();

@@ -58,13 +58,12 @@ const MidiStateTracker* ProcessingElement::getMidiState() const
 }
 
 // A link named by its file form; the destination names a parameter of this element.
-bool ProcessingElement::addModulationSource(const juce::XmlElement& description, bool lock)
+bool ProcessingElement::addModulationSource(const tinyxml2::XMLElement& description, bool lock)
 {
     auto link = std::make_unique<SignalConnection>(String());
-    if (!link->fromXml(description))
+    if (!link->load(description, {}, currentLayoutVersion))
         return false;
-    const auto parameterName = link->destination.fromLastOccurrenceOf(":", false, false);
-    const auto id = findParameterId(parameterName.isNotEmpty() ? parameterName : link->destination);
+    const auto id = findParameterId(link->parameterName());
     auto* binding = findBinding(id);
     ElementParamEnvelope* envelope = nullptr;
     for (auto* e : connectionList)

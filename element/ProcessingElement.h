@@ -54,7 +54,7 @@ public:
 
     void prepare() override;
     void resetProcessState() override;
-    bool addModulationSource(const juce::XmlElement& description, bool lock) override;
+    bool addModulationSource(const tinyxml2::XMLElement& description, bool lock) override;
     bool removeModulationSource(uint32_t parameterId, const String& sourcePath, bool lock) override;
     void listModulationSources(uint32_t parameterId, juce::StringArray& out) const override;
     // The engine's last MIDI values; the engine answers for the whole tree.

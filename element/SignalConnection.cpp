@@ -1,6 +1,9 @@
 #include "element/SignalConnection.h"
 
+#include <tinyxml2.h>
+
 #include <cmath>
+#include <cstring>
 
 namespace qel
 {
@@ -15,26 +18,48 @@ float ControlSignalMapper::map(float v) const noexcept
     return out;
 }
 
-std::unique_ptr<juce::XmlElement> ControlSignalMapper::toXml() const
+namespace
 {
-    auto xml = std::make_unique<juce::XmlElement>("ControlSignalMapper");
-    xml->setAttribute("Name", getName());
-    xml->setAttribute("NegRatio", negativeRatio);
-    xml->setAttribute("PosRatio", positiveRatio);
-    xml->setAttribute("Integer", integer ? 1 : 0);
-    xml->setAttribute("Discreet", discreet ? 1 : 0);
-    return xml;
+String textOf(const tinyxml2::XMLElement& xml, const char* name, const String& fallback = {})
+{
+    const char* text = xml.Attribute(name);
+    return text != nullptr ? String::fromUTF8(text) : fallback;
 }
 
-bool ControlSignalMapper::fromXml(const juce::XmlElement& xml)
+float floatOf(const tinyxml2::XMLElement& xml, const char* name, float fallback)
 {
-    if (!xml.hasTagName("ControlSignalMapper"))
+    float v = fallback;
+    return xml.QueryFloatAttribute(name, &v) == tinyxml2::XML_SUCCESS ? v : fallback;
+}
+
+int intOf(const tinyxml2::XMLElement& xml, const char* name, int fallback)
+{
+    int v = fallback;
+    return xml.QueryIntAttribute(name, &v) == tinyxml2::XML_SUCCESS ? v : fallback;
+}
+} // namespace
+
+bool ControlSignalMapper::save(tinyxml2::XMLElement& parent, const ElementSaveOptions&)
+{
+    auto* xml = parent.GetDocument()->NewElement("ControlSignalMapper");
+    xml->SetAttribute("Name", getName().toRawUTF8());
+    xml->SetAttribute("NegRatio", negativeRatio);
+    xml->SetAttribute("PosRatio", positiveRatio);
+    xml->SetAttribute("Integer", integer ? 1 : 0);
+    xml->SetAttribute("Discreet", discreet ? 1 : 0);
+    parent.InsertEndChild(xml);
+    return true;
+}
+
+bool ControlSignalMapper::load(const tinyxml2::XMLElement& xml, const ElementLoadOptions&, uint32_t)
+{
+    if (std::strcmp(xml.Name(), "ControlSignalMapper") != 0)
         return false;
-    setName(xml.getStringAttribute("Name", getName()));
-    negativeRatio = (float) xml.getDoubleAttribute("NegRatio", negativeRatio);
-    positiveRatio = (float) xml.getDoubleAttribute("PosRatio", positiveRatio);
-    integer = xml.getIntAttribute("Integer", integer ? 1 : 0) != 0;
-    discreet = xml.getIntAttribute("Discreet", discreet ? 1 : 0) != 0;
+    setName(textOf(xml, "Name", getName()));
+    negativeRatio = floatOf(xml, "NegRatio", negativeRatio);
+    positiveRatio = floatOf(xml, "PosRatio", positiveRatio);
+    integer = intOf(xml, "Integer", integer ? 1 : 0) != 0;
+    discreet = intOf(xml, "Discreet", discreet ? 1 : 0) != 0;
     return true;
 }
 
@@ -84,42 +109,49 @@ float SignalConnection::contribution(float sourceValue) const noexcept
     return v * ratio + offset;
 }
 
-std::unique_ptr<juce::XmlElement> SignalConnection::toXml() const
+String SignalConnection::parameterName() const
 {
-    auto xml = std::make_unique<juce::XmlElement>("SignalConnection");
-    xml->setAttribute("Name", getName());
-    xml->setAttribute("Source", source);
-    xml->setAttribute("Destination", destination);
-    xml->setAttribute("Ratio", ratio);
-    if (mapperName.isNotEmpty())
-        xml->setAttribute("Mapper", mapperName);
-    xml->setAttribute("ConnectionMode", connectionMode);
-    xml->setAttribute("Bypass", bypass ? 1 : 0);
-    xml->setAttribute("Inverted", inverted ? 1 : 0);
-    xml->setAttribute("Offset", offset);
-    return xml;
+    const auto name = destination.fromLastOccurrenceOf(":", false, false);
+    return name.isNotEmpty() ? name : destination;
 }
 
-bool SignalConnection::fromXml(const juce::XmlElement& xml)
+bool SignalConnection::save(tinyxml2::XMLElement& parent, const ElementSaveOptions&)
 {
-    if (!xml.hasTagName("SignalConnection"))
+    auto* xml = parent.GetDocument()->NewElement("SignalConnection");
+    xml->SetAttribute("Name", getName().toRawUTF8());
+    xml->SetAttribute("Source", source.toRawUTF8());
+    xml->SetAttribute("Destination", destination.toRawUTF8());
+    xml->SetAttribute("Ratio", ratio);
+    if (mapperName.isNotEmpty())
+        xml->SetAttribute("Mapper", mapperName.toRawUTF8());
+    xml->SetAttribute("ConnectionMode", connectionMode);
+    xml->SetAttribute("Bypass", bypass ? 1 : 0);
+    xml->SetAttribute("Inverted", inverted ? 1 : 0);
+    xml->SetAttribute("Offset", offset);
+    parent.InsertEndChild(xml);
+    return true;
+}
+
+bool SignalConnection::load(const tinyxml2::XMLElement& xml, const ElementLoadOptions&, uint32_t)
+{
+    if (std::strcmp(xml.Name(), "SignalConnection") != 0)
         return false;
     auto attribute = [&](const char* name, const char* legacy) {
-        return xml.hasAttribute(name) ? xml.getStringAttribute(name) : xml.getStringAttribute(legacy);
+        return xml.Attribute(name) != nullptr ? textOf(xml, name) : textOf(xml, legacy);
     };
-    setName(xml.getStringAttribute("Name", getName()));
+    setName(textOf(xml, "Name", getName()));
     source = attribute("Source", "ModulationSource");
     destination = attribute("Destination", "ModulationDestination");
     const auto ratioText = attribute("Ratio", "ModulationRatio");
     ratio = ratioText.isNotEmpty() ? ratioText.getFloatValue() : 1.0f;
-    mapperName = xml.getStringAttribute("Mapper");
-    if (xml.hasAttribute("ConnectionMode"))
-        connectionMode = xml.getIntAttribute("ConnectionMode");
-    else if (xml.hasAttribute("Mode"))
-        connectionMode = xml.getStringAttribute("Mode") == "Modulation" ? 1 : 0; // "Edition" or "Modulation"
-    bypass = xml.getIntAttribute("Bypass") != 0;
-    inverted = xml.getIntAttribute("Inverted") != 0;
-    offset = (float) xml.getDoubleAttribute("Offset");
+    mapperName = textOf(xml, "Mapper");
+    if (xml.Attribute("ConnectionMode") != nullptr)
+        connectionMode = intOf(xml, "ConnectionMode", 0);
+    else if (xml.Attribute("Mode") != nullptr)
+        connectionMode = textOf(xml, "Mode") == "Modulation" ? 1 : 0; // "Edition" or "Modulation"
+    bypass = intOf(xml, "Bypass", 0) != 0;
+    inverted = intOf(xml, "Inverted", 0) != 0;
+    offset = floatOf(xml, "Offset", 0.0f);
     // Legacy text: ">" marks a path to the parameter itself; velocity had another name.
     if (destination.startsWithChar('>'))
         destination = destination.substring(1);

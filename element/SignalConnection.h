@@ -21,8 +21,8 @@ public:
     bool discreet = false;      // Discreet: the spelling stands
 
     float map(float v) const noexcept;
-    std::unique_ptr<juce::XmlElement> toXml() const;
-    bool fromXml(const juce::XmlElement& xml);
+    bool save(tinyxml2::XMLElement& parent, const ElementSaveOptions& options) override;
+    bool load(const tinyxml2::XMLElement& xml, const ElementLoadOptions& options, uint32_t version) override;
 };
 
 // A link from a control source to a parameter's envelope: the depth, the
@@ -53,10 +53,13 @@ public:
     // The link's contribution for a source value in 0..1.
     float contribution(float sourceValue) const noexcept;
 
+    // The parameter named by the destination: the part after any path.
+    String parameterName() const;
+
     // The file form: a "SignalConnection" tag inside "Connections".
-    std::unique_ptr<juce::XmlElement> toXml() const;
+    bool save(tinyxml2::XMLElement& parent, const ElementSaveOptions& options) override;
     // Reads both the present names and the legacy ones.
-    bool fromXml(const juce::XmlElement& xml);
+    bool load(const tinyxml2::XMLElement& xml, const ElementLoadOptions& options, uint32_t version) override;
 
     static String midiControllerSource(int controller) { return "@MIDI CC " + String(controller); }
 };

@@ -1,6 +1,9 @@
 #include "engine/Engine.h"
 
 #include "element/Bindings.h"
+#include "element/ElementRegistry.h"
+
+#include <tinyxml2.h>
 
 #include <algorithm>
 #include <cmath>
@@ -72,6 +75,37 @@ void Engine::addChild(std::unique_ptr<ProcessingElement> child)
         raw->setOutputStream(0, mainBus);
     Element::addChild(std::move(child));
     processing.push_back(raw);
+}
+
+bool Engine::save(tinyxml2::XMLElement& parentXml, const ElementSaveOptions& options)
+{
+    bool ok = ProcessingElement::save(parentXml, options);
+    auto* xml = parentXml.LastChildElement();
+    for (int i = 0; i < getNumChildren() && xml != nullptr; ++i)
+        if (getChild(i)->hasFlag(persistentElement))
+            ok = getChild(i)->save(*xml, options) && ok;
+    return ok;
+}
+
+bool Engine::load(const tinyxml2::XMLElement& xml, const ElementLoadOptions& options, uint32_t version)
+{
+    while (!processing.empty())
+        removeChild(processing.back());
+    bool ok = ProcessingElement::load(xml, options, version);
+    for (auto* child = xml.FirstChildElement(); child != nullptr; child = child->NextSiblingElement())
+    {
+        auto made = ElementRegistry::instance().create(String::fromUTF8(child->Name()));
+        auto* processor = dynamic_cast<ProcessingElement*>(made.get());
+        if (processor == nullptr || processor->getTypeName() == getTypeName())
+            continue;
+        made.release();
+        std::unique_ptr<ProcessingElement> owned(processor);
+        if (owned->load(*child, options, version))
+            addChild(std::move(owned));
+        else
+            ok = false;
+    }
+    return ok;
 }
 
 std::unique_ptr<Element> Engine::removeChild(ProcessingElement* child)

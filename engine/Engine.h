@@ -37,6 +37,10 @@ public:
     void setFormat(double sampleRate, int maximumBlockSize);
     void setOutputStream(int index, Bus* bus) override;
     void postLoad() {}
+    // The engine's own values, then each child marked as saved, in child order.
+    bool save(tinyxml2::XMLElement& parent, const ElementSaveOptions& options) override;
+    // Replaces every child by the ones the XML names, made through the registry.
+    bool load(const tinyxml2::XMLElement& xml, const ElementLoadOptions& options, uint32_t version) override;
     void reset();
 
     bool isPrepared() const noexcept { return hasFlag(prepared); }

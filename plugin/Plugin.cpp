@@ -288,16 +288,6 @@ juce::AudioProcessorEditor* Plugin::createEditor()
     return createPluginEditor(*this);
 }
 
-void Plugin::getStateInformation(juce::MemoryBlock& destData)
-{
-    destData.reset();
-}
-
-void Plugin::setStateInformation(const void* data, int sizeInBytes)
-{
-    juce::ignoreUnused(data, sizeInBytes);
-}
-
 void Plugin::captureTransport(int frames)
 {
     auto* playHead = getPlayHead();
@@ -456,7 +446,7 @@ void Plugin::renderEngine(HostAudioBlock& hostBlock)
     engine->processEvents(*renderContext, pendingEvents.data(), static_cast<int>(pendingEvents.size()), frames);
     engine->render(*renderContext, frames);
 
-    if (mainBus->isSilent())
+    if (mainBus != nullptr && mainBus->isSilent())
         hostBlock.silent = true;
     pendingEvents.clear();
     renderContext->endBlock(frames);

@@ -11,10 +11,16 @@
 #include <juce_audio_processors/juce_audio_processors.h>
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <vector>
+
+namespace tinyxml2
+{
+class XMLDocument;
+}
 
 namespace qel
 {
@@ -88,7 +94,12 @@ public:
     Settings& getSettings() noexcept { return *settings; }
     static juce::String formatSuffix(WrapperType type);
 
+    // A host state given but not yet restored; null when there is none.
+    std::shared_ptr<tinyxml2::XMLDocument> getPendingState() const;
+
 protected:
+    // Runs now on the message thread, else posts; a post outliving this plug-in does nothing.
+    void onMessageThread(std::function<void(Plugin&)> work);
     void setEngine(std::shared_ptr<Engine> newEngine);
     // A slot the host sees, connected at once and never in the map.
     void addExportedParameter(const Key& key);
@@ -97,6 +108,8 @@ protected:
 
 private:
     void captureTransport(int frames);
+    void saveState(tinyxml2::XMLDocument& document);
+    void restoreState(const std::shared_ptr<tinyxml2::XMLDocument>& document, const juce::File& stateFile);
     void emitOutputEvents(juce::MidiBuffer& midi);
 
     std::shared_ptr<Engine> engine;
@@ -120,6 +133,11 @@ private:
     int silentChannelCount = 0;
     bool needsPrepare = true;
     juce::String programName { "Default" };
+    // Between a setStateInformation and the end of its restore.
+    std::shared_ptr<tinyxml2::XMLDocument> stateDocument;
+    juce::SpinLock stateDocumentLock;
+    // Posted work checks that the plug-in still lives.
+    std::shared_ptr<Plugin*> selfReference { std::make_shared<Plugin*>(this) };
 
     static std::atomic<int> instanceCount;
 

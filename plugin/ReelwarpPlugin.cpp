@@ -113,6 +113,19 @@ void ReelwarpPlugin::processHostBlock(HostAudioBlock& block)
     Plugin::processHostBlock(block);
 }
 
+void ReelwarpPlugin::setStateInformation(const void* data, int sizeInBytes)
+{
+    Plugin::setStateInformation(data, sizeInBytes);
+    // Posted after the restore, so it runs after it.
+    onMessageThread([](Plugin& self) {
+        auto& engine = self.getEngine();
+        engine.dirtyDone();
+        if (auto* effect = engine.findChild(effectName))
+            effect->dirtyDone();
+        static_cast<ReelwarpPlugin&>(self).updateLatency();
+    });
+}
+
 bool ReelwarpPlugin::isBusesLayoutSupported(const BusesLayout& layouts) const
 {
     using Set = juce::AudioChannelSet;

@@ -20,6 +20,8 @@ public:
     void prepareToPlay(double sampleRate, int maximumExpectedSamplesPerBlock) override;
     void processHostBlock(HostAudioBlock& block) override;
     bool isBusesLayoutSupported(const BusesLayout& layouts) const override;
+    // After the restore: the new tree is clean, and the latency follows it.
+    void setStateInformation(const void* data, int sizeInBytes) override;
 
     // Latency in whole samples from the effect's low-latency switch.
     void updateLatency();

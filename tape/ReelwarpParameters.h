@@ -94,6 +94,20 @@ struct ReelwarpParameterRow
 
 const ReelwarpParameterRow& reelwarpParameterRow(ReelwarpParameter parameter) noexcept;
 
+// What a tape preset sets: the record head, playback head, transport,
+// compander and level of the tape. The flanging, gains and mix stay.
+constexpr ReelwarpParameter tapePresetParameters[] = {
+    ReelwarpParameter::ApplyRecordHead, ReelwarpParameter::MagneticHardness, ReelwarpParameter::Hysteresis,
+    ReelwarpParameter::DegradeDepth, ReelwarpParameter::DegradeRate, ReelwarpParameter::NoiseGain,
+    ReelwarpParameter::ApplyPlayheadFilter, ReelwarpParameter::Spacing, ReelwarpParameter::Thickness,
+    ReelwarpParameter::Azimuth, ReelwarpParameter::TrackWidthRatio, ReelwarpParameter::Speed,
+    ReelwarpParameter::ApplyTransport, ReelwarpParameter::WowMod, ReelwarpParameter::WowRate,
+    ReelwarpParameter::FlutterMod, ReelwarpParameter::FlutterRate, ReelwarpParameter::NoiseSync,
+    ReelwarpParameter::NoiseMod, ReelwarpParameter::NoiseRate, ReelwarpParameter::ApplyCompander,
+    ReelwarpParameter::NoiseReductionEncoder, ReelwarpParameter::NoiseReductionDecoder, ReelwarpParameter::NRLink,
+    ReelwarpParameter::OutputPad, ReelwarpParameter::ApplyLowLatency,
+};
+
 // Registered once per process; the identifier of a row.
 uint32_t reelwarpParameterId(ReelwarpParameter parameter);
 

@@ -3,6 +3,8 @@
 #include "element/BeatDivisions.h"
 #include "tape/ReelwarpParameters.h"
 
+#include <tinyxml2.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -54,24 +56,36 @@ uint32_t ReelwarpProcessor::resolveParameterId(uint32_t id) const
     return id;
 }
 
-bool ReelwarpProcessor::saveParameters(juce::XmlElement& element, int& versionOut) const
+bool ReelwarpProcessor::saveParameters(tinyxml2::XMLElement& element, int& versionOut) const
 {
-    const bool saved = BasicProcessingElement::saveParameters(element, versionOut);
     versionOut = 1;
-    return saved;
+    return BasicProcessingElement::saveParameters(element, versionOut);
 }
 
-bool ReelwarpProcessor::loadParameters(const juce::XmlElement& element, int version)
+namespace
 {
-    BasicProcessingElement::loadParameters(element, version);
+// Files before version 1 kept the magnetic resistance on another scale.
+float resistanceFromOldScale(float old) noexcept
+{
+    return (old * 2.0f + 1.0f) * 0.33333334f;
+}
+} // namespace
+
+bool ReelwarpProcessor::loadParameters(const tinyxml2::XMLElement& element, int version)
+{
+    const bool ok = BasicProcessingElement::loadParameters(element, version);
     const auto& resistance = reelwarpParameterRow(ReelwarpParameter::Hysteresis);
-    if (version < 1 && element.hasAttribute(resistance.name))
-    {
-        // Presets before version 1 kept the resistance on another scale: this keeps their sound.
-        const auto old = static_cast<float>(element.getDoubleAttribute(resistance.name));
-        setParameterFloat(reelwarpParameterId(resistance.parameter), (old * 2.0f + 1.0f) * 0.33333334f);
-    }
-    return true;
+    float old = 0.0f;
+    if (version < 1 && element.QueryFloatAttribute(resistance.name, &old) == tinyxml2::XML_SUCCESS)
+        setParameterFloat(reelwarpParameterId(resistance.parameter), resistanceFromOldScale(old));
+    return ok;
+}
+
+float ReelwarpProcessor::convertPresetValue(uint32_t id, float value, int version) const
+{
+    if (version < 1 && id == reelwarpParameterId(ReelwarpParameter::Hysteresis))
+        return resistanceFromOldScale(value);
+    return value;
 }
 
 void ReelwarpProcessor::prepare()

@@ -39,8 +39,9 @@ public:
     ~ReelwarpProcessor() override;
 
     uint32_t resolveParameterId(uint32_t id) const override;
-    bool saveParameters(juce::XmlElement& element, int& versionOut) const override;
-    bool loadParameters(const juce::XmlElement& element, int version) override;
+    bool saveParameters(tinyxml2::XMLElement& element, int& versionOut) const override;
+    bool loadParameters(const tinyxml2::XMLElement& element, int version) override;
+    float convertPresetValue(uint32_t id, float value, int version) const override;
     void prepare() override;
     void setOutputStream(int index, Bus* stream) override;
     void processAudio(RenderContext& context, ProcessingElementState& state, int frames, float* const* channels,

@@ -229,8 +229,18 @@ TEST_F(Fixture, BlocksAllocateNothing)
 #include "element/SignalConnection.h"
 #include "engine/Engine.h"
 
+#include <tinyxml2.h>
+
 namespace
 {
+
+// The first element of a parsed text; the document lives as long as the holder.
+struct ParsedXml
+{
+    explicit ParsedXml(const char* text) { document.Parse(text); }
+    const tinyxml2::XMLElement& operator*() const { return *document.RootElement(); }
+    tinyxml2::XMLDocument document;
+};
 
 TEST(SignalConnection, FileFormRoundTripsAndReadsLegacyNames)
 {
@@ -240,9 +250,12 @@ TEST(SignalConnection, FileFormRoundTripsAndReadsLegacyNames)
     link.ratio = -0.5f;
     link.inverted = true;
     link.offset = 0.25f;
-    const auto xml = link.toXml();
+    tinyxml2::XMLDocument document;
+    auto* parent = document.NewElement("Connections");
+    document.InsertEndChild(parent);
+    ASSERT_TRUE(link.save(*parent, {}));
     qel::SignalConnection back("x");
-    ASSERT_TRUE(back.fromXml(*xml));
+    ASSERT_TRUE(back.load(*parent->FirstChildElement("SignalConnection"), {}, qel::currentLayoutVersion));
     EXPECT_EQ(back.getName(), "SignalConnection 0");
     EXPECT_EQ(back.midiController(), 74);
     EXPECT_EQ(back.destination, "Reelwarp:Mix");
@@ -250,10 +263,10 @@ TEST(SignalConnection, FileFormRoundTripsAndReadsLegacyNames)
     EXPECT_TRUE(back.inverted);
     EXPECT_FLOAT_EQ(back.contribution(1.0f), 0.25f);
 
-    auto legacy = juce::parseXML(R"(<SignalConnection Name="L" ModulationSource="@VoiceParam Velocity"
+    ParsedXml legacy(R"(<SignalConnection Name="L" ModulationSource="@VoiceParam Velocity"
         ModulationDestination=">Level" ModulationRatio="0.75" Mode="Modulation"/>)");
     qel::SignalConnection old("y");
-    ASSERT_TRUE(old.fromXml(*legacy));
+    ASSERT_TRUE(old.load(*legacy, {}, qel::legacyFlatLayoutVersion));
     EXPECT_EQ(old.source, "@VoiceParam OriginalVelocity");
     EXPECT_EQ(old.destination, "Level");
     EXPECT_FLOAT_EQ(old.ratio, 0.75f);
@@ -276,7 +289,7 @@ TEST(SignalConnection, AMidiControllerLinkMovesItsParameter)
     context->setSampleRate(48000.0);
 
     effect->setParameterFloat(Ids::get().level, 0.0f);
-    auto description = juce::parseXML(R"(<SignalConnection Source="@MIDI CC 74" Destination="PeLevel" Ratio="1"/>)");
+    ParsedXml description(R"(<SignalConnection Source="@MIDI CC 74" Destination="PeLevel" Ratio="1"/>)");
     ASSERT_TRUE(effect->addModulationSource(*description, true));
     EXPECT_EQ(effect->getActiveConnections().size(), 1u);
     juce::StringArray sources;
@@ -298,7 +311,7 @@ TEST(SignalConnection, AMidiControllerLinkMovesItsParameter)
 
     EXPECT_TRUE(effect->removeModulationSource(Ids::get().level, "@MIDI CC 74", true));
     EXPECT_TRUE(effect->getActiveConnections().empty());
-    EXPECT_FALSE(effect->addModulationSource(*juce::parseXML(R"(<SignalConnection Source="@MIDI CC 1" Destination="DisplayType"/>)"), true));
+    EXPECT_FALSE(effect->addModulationSource(*ParsedXml(R"(<SignalConnection Source="@MIDI CC 1" Destination="DisplayType"/>)"), true));
 }
 
 } // namespace

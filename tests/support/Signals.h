@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <vector>
 
 namespace qel::test
 {
@@ -24,6 +25,21 @@ inline void fillTestSignal(juce::AudioBuffer<float>& buffer, int64_t startFrame,
             buffer.setSample(c, i, static_cast<float>(0.4 * std::sin(2.0 * M_PI * f * t) + noise));
         }
     }
+}
+
+// Three sines of a minor chord, each at `level`, for `frames` samples.
+inline std::vector<float> sineChord(double sampleRate, int frames, float level)
+{
+    std::vector<float> out(static_cast<size_t>(frames));
+    for (int i = 0; i < frames; ++i)
+    {
+        const double t = i / sampleRate;
+        double sum = 0.0;
+        for (const double f : { 220.0, 261.63, 329.63 })
+            sum += std::sin(2.0 * M_PI * f * t);
+        out[(size_t) i] = static_cast<float>(level * sum / 3.0);
+    }
+    return out;
 }
 
 } // namespace qel::test

@@ -2,6 +2,7 @@
 // what each setter hands the decks, and the texts.
 #include "support/ProcessorHarness.h"
 
+#include <tinyxml2.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -155,16 +156,19 @@ TEST(ReelwarpParameters, AliasesFollowTheTableAndTextsReadAsAMusicianExpects)
 TEST(ReelwarpParameters, PresetsBeforeVersionOneKeepTheirMagneticResistance)
 {
     ProcessorHarness h(1, 48000.0, 64);
-    juce::XmlElement old("Reelwarp");
-    old.setAttribute("Hysteresis", 0.2);
-    EXPECT_TRUE(h.processor.loadParameters(old, 0));
+    tinyxml2::XMLDocument document;
+    auto* old = document.NewElement("Reelwarp");
+    document.InsertEndChild(old);
+    old->SetAttribute("Name", "Reelwarp");
+    old->SetAttribute("Hysteresis", 0.2f);
+    EXPECT_TRUE(h.processor.loadParameters(*old, 0));
     EXPECT_FLOAT_EQ(h.number("Hysteresis"), 0.46666667f);
-    EXPECT_TRUE(h.processor.loadParameters(old, 1));
-    EXPECT_FLOAT_EQ(h.number("Hysteresis"), 0.46666667f); // current presets are taken as they stand
+    EXPECT_TRUE(h.processor.loadParameters(*old, 1));
+    EXPECT_FLOAT_EQ(h.number("Hysteresis"), 0.2f); // current files are taken as they stand
 
-    juce::XmlElement saved("Reelwarp");
+    auto* saved = document.NewElement("Reelwarp");
     int version = -1;
-    h.processor.saveParameters(saved, version);
+    h.processor.saveParameters(*saved, version);
     EXPECT_EQ(version, 1);
 }
 

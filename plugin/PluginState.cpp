@@ -1,0 +1,139 @@
+// The host's state: written from the live tree on the message thread,
+// restored there into a new engine that takes over between blocks.
+
+#include "plugin/HostState.h"
+#include "plugin/Plugin.h"
+
+#include "element/ElementRegistry.h"
+
+#include <tinyxml2.h>
+
+#include <cstring>
+
+namespace qel
+{
+
+std::shared_ptr<tinyxml2::XMLDocument> Plugin::getPendingState() const
+{
+    const juce::SpinLock::ScopedLockType guard(stateDocumentLock);
+    return stateDocument;
+}
+
+void Plugin::onMessageThread(std::function<void(Plugin&)> work)
+{
+    if (juce::MessageManager::existsAndIsCurrentThread())
+    {
+        work(*this);
+        return;
+    }
+    std::weak_ptr<Plugin*> alive = selfReference;
+    juce::MessageManager::callAsync([alive, work = std::move(work)] {
+        if (auto self = alive.lock(); self != nullptr && *self != nullptr)
+            work(**self);
+    });
+}
+
+void Plugin::saveState(tinyxml2::XMLDocument& document)
+{
+    auto* root = document.NewElement("QEL4");
+    document.InsertEndChild(root);
+    auto save = [this, root] {
+        engine->save(*root, {});
+        engine->dirtyDone();
+    };
+    if (juce::MessageManager::existsAndIsCurrentThread() || juce::PluginHostType().isMainStage())
+    {
+        save();
+        return;
+    }
+    juce::WaitableEvent saved;
+    const bool posted = juce::MessageManager::callAsync([&] {
+        save();
+        saved.signal();
+    });
+    // No time limit: the host waits for the message thread, however long it takes.
+    if (posted)
+        while (!saved.wait(1000))
+            juce::Thread::sleep(1);
+}
+
+void Plugin::getStateInformation(juce::MemoryBlock& destData)
+{
+    if (auto pending = getPendingState())
+    {
+        destData = HostState::encode(*pending); // what the host gave, even before its restore
+        return;
+    }
+    tinyxml2::XMLDocument document;
+    saveState(document);
+    destData = HostState::encode(document);
+}
+
+void Plugin::setStateInformation(const void* data, int sizeInBytes)
+{
+    juce::File stateFile; // relative paths resolve against nothing outside the standalone app
+    auto document = std::make_shared<tinyxml2::XMLDocument>();
+    HostState::decode(data, sizeInBytes > 0 ? static_cast<size_t>(sizeInBytes) : 0, *document);
+    {
+        const juce::SpinLock::ScopedLockType guard(stateDocumentLock);
+        stateDocument = document;
+    }
+    onMessageThread([document, stateFile](Plugin& self) { self.restoreState(document, stateFile); });
+}
+
+namespace
+{
+// The engine that a state document describes, loaded; null when the document
+// holds none, or one that comes up without its effect.
+std::shared_ptr<Engine> loadEngine(const tinyxml2::XMLDocument& document, const juce::File& stateFile)
+{
+    const auto* root = document.FirstChildElement();
+    if (root == nullptr || std::strcmp(root->Name(), "QEL4") != 0)
+        return nullptr;
+    const auto* xml = root->FirstChildElement();
+    if (xml == nullptr)
+        return nullptr;
+    auto made = ElementRegistry::instance().create(String::fromUTF8(xml->Name()));
+    if (dynamic_cast<Engine*>(made.get()) == nullptr)
+        return nullptr;
+    std::shared_ptr<Engine> loaded(static_cast<Engine*>(made.release()));
+    ElementLoadOptions options;
+    options.loadConnections = 1;
+    if (stateFile != juce::File())
+        options.baseFolder = stateFile.getParentDirectory();
+    if (!loaded->load(*xml, options, currentLayoutVersion) || loaded->getNumProcessingChildren() == 0)
+        return nullptr;
+    return loaded;
+}
+} // namespace
+
+void Plugin::restoreState(const std::shared_ptr<tinyxml2::XMLDocument>& document, const juce::File& stateFile)
+{
+    if (getPendingState() != document)
+        return; // a newer state replaced this one: only the last is restored
+
+    const juce::ScopedLock guard(renderLock);
+    // The former tree lives until the proxy has left it.
+    const auto former = engine;
+    if (auto loaded = loadEngine(*document, stateFile))
+    {
+        engine = std::move(loaded);
+        furtherBuses.clear();
+        mainBus.reset();
+        // The host's format, or the one the former tree was last prepared with.
+        const double rate = getSampleRate() > 0.0 ? getSampleRate() : static_cast<double>(former->getEngineSampleRate());
+        const int blockSize = getBlockSize() > 0 ? getBlockSize() : static_cast<int>(former->getBlockSize());
+        if (rate > 0.0 && blockSize > 0 && (getSampleRate() > 0.0 || former->isPrepared()))
+        {
+            prepareEngine(rate, blockSize);
+            needsPrepare = false;
+        }
+    }
+    setEngine(engine);
+
+    const juce::SpinLock::ScopedLockType pendingGuard(stateDocumentLock);
+    if (stateDocument == document)
+        stateDocument.reset();
+}
+
+} // namespace qel

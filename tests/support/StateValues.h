@@ -1,0 +1,87 @@
+#pragma once
+
+#include "element/Element.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <random>
+#include <string>
+
+namespace qel::test
+{
+
+// Parameters that files carry: persistent and not computed.
+inline bool isStored(const ParameterInfoBase& b)
+{
+    const auto& d = b.description();
+    return d.has(ParameterFlags::persistent) && !d.has(ParameterFlags::readOnly);
+}
+
+// Every stored parameter at a random legal value.
+inline void randomiseStoredValues(Element& e, std::mt19937& random)
+{
+    for (const auto& b : e.getParameters())
+    {
+        if (!isStored(*b))
+            continue;
+        const auto id = b->id();
+        switch (b->valueType())
+        {
+            case ValueType::floatValue:
+            {
+                const auto& d = static_cast<const ParameterInfo<float>&>(*b).typedDescription();
+                e.setParameterFloat(id, std::uniform_real_distribution<float>(d.minimum, d.maximum)(random));
+                break;
+            }
+            case ValueType::intValue:
+            {
+                const auto& d = static_cast<const ParameterInfo<int>&>(*b).typedDescription();
+                if (d.hasRange())
+                    e.setParameterInt(id, std::uniform_int_distribution<int>(d.minimum, d.maximum)(random));
+                break;
+            }
+            case ValueType::boolValue: e.setParameterBool(id, (random() & 1) != 0); break;
+            default: break;
+        }
+    }
+    // Low latency caps the flange depth that the effect reports, so the
+    // depth read back hangs on the order of setting; it is tested on its own.
+    if (const auto lowLatency = e.findParameterId("ApplyLowLatency"); lowLatency != 0)
+        e.setParameterBool(lowLatency, false);
+}
+
+// Name to value of every stored number and switch.
+inline std::map<std::string, double> storedValues(const Element& e)
+{
+    std::map<std::string, double> values;
+    for (const auto& b : e.getParameters())
+    {
+        if (!isStored(*b))
+            continue;
+        const auto id = b->id();
+        const auto name = b->description().name.toStdString();
+        switch (b->valueType())
+        {
+            case ValueType::floatValue: values[name] = e.getParameterFloat(id); break;
+            case ValueType::intValue: values[name] = e.getParameterInt(id); break;
+            case ValueType::boolValue: values[name] = e.getParameterBool(id) ? 1.0 : 0.0; break;
+            default: break;
+        }
+    }
+    return values;
+}
+
+// Files keep floats to eight digits, and decibels pass through a gain in
+// single precision: equal to about a millionth of the larger of 1 and the value.
+inline void expectSameStoredValues(const Element& expected, const Element& actual)
+{
+    const auto a = storedValues(expected), b = storedValues(actual);
+    ASSERT_EQ(a.size(), b.size());
+    for (const auto& [name, value] : a)
+        EXPECT_NEAR(b.at(name), value, 2e-6 * std::max(1.0, std::abs(value))) << name;
+}
+
+} // namespace qel::test

@@ -1,0 +1,160 @@
+#include "ui/PresetFiles.h"
+
+#include "element/ElementFileValues.h"
+#include "element/ElementRegistry.h"
+#include "files/VFSHolder.h"
+
+#include <tinyxml2.h>
+
+#include <algorithm>
+
+namespace qel
+{
+
+bool PresetKind::takes(uint32_t id) const
+{
+    return parameterIds.empty() || std::find(parameterIds.begin(), parameterIds.end(), id) != parameterIds.end();
+}
+
+PresetKind PresetKind::whole()
+{
+    return { "PresetPath", "TapePresetPath", true, {} };
+}
+
+PresetKind PresetKind::tape(std::vector<uint32_t> ids)
+{
+    return { "TapePresetPath", {}, false, std::move(ids) };
+}
+
+bool readXmlDocument(const Path& path, tinyxml2::XMLDocument& document)
+{
+    std::unique_ptr<juce::InputStream> stream;
+    if (path.namesVolume())
+    {
+        if (auto* holder = VFSHolder::getInstanceWithoutCreating())
+            stream = holder->createInputStream(path);
+    }
+    else if (juce::File::isAbsolutePath(path.toString()))
+        stream = juce::File(path.toString()).createInputStream();
+    if (stream == nullptr)
+        return false;
+    const auto length = stream->getTotalLength();
+    if (length > maximumPresetFileBytes)
+        return false;
+    juce::MemoryBlock bytes;
+    stream->readIntoMemoryBlock(bytes, maximumPresetFileBytes + 1);
+    if (bytes.getSize() > (size_t) maximumPresetFileBytes)
+        return false;
+    return document.Parse(static_cast<const char*>(bytes.getData()), bytes.getSize()) == tinyxml2::XML_SUCCESS;
+}
+
+bool loadPresetFile(Element* element, const Path& path, const PresetKind& kind)
+{
+    if (element == nullptr)
+        return false;
+    tinyxml2::XMLDocument document;
+    if (!readXmlDocument(path, document))
+        return false;
+    auto* root = document.RootElement();
+    if (root == nullptr || std::strcmp(root->Name(), "ModulePreset") != 0)
+        return false;
+    auto* xml = root->FirstChildElement();
+    if (xml == nullptr)
+        return false;
+    return applyPreset(*element, *xml, readVersionAttribute(*xml, element->getTypeName()), path, kind);
+}
+
+bool applyPreset(Element& element, tinyxml2::XMLElement& xml, int version, const Path& path, const PresetKind& kind)
+{
+    const auto bypassId = FrameworkParameters::get().bypass;
+    if (kind.keepsNameAndBypass)
+    {
+        xml.SetAttribute("Name", element.getName().toRawUTF8());
+        if (element.findBoolParameter(bypassId) != nullptr)
+            xml.SetAttribute("Bypass", element.getParameterBool(bypassId) ? 1 : 0);
+    }
+    if (ElementRegistry::instance().resolveAlias(String::fromUTF8(xml.Name())) != element.getTypeName())
+        return false;
+
+    const juce::ScopedLock guard(element.getLock());
+    for (const bool boolPass : { true, false })
+        for (const auto& binding : element.getParameters())
+        {
+            const auto& d = binding->description();
+            const auto id = binding->id();
+            if ((binding->valueType() == ValueType::boolValue) != boolPass || !d.has(ParameterFlags::persistent)
+                || d.has(ParameterFlags::readOnly) || !kind.takes(id) || isParameterLocked(element, id))
+                continue;
+            auto value = readFileValue(element, *binding, xml);
+            if (!value.present)
+                continue; // a preset that lacks a parameter leaves it alone
+            if (value.readable && binding->valueType() == ValueType::floatValue)
+                value.number = element.convertPresetValue(id, value.number, version);
+            applyFileValue(element, *binding, value);
+        }
+    element.setProperty(kind.propertyKey, { path.toString(), 1 });
+    if (kind.supersededKey.isNotEmpty())
+        element.removeProperty(kind.supersededKey);
+    element.clearModified();
+    return true;
+}
+
+namespace
+{
+void writePreset(Element& element, tinyxml2::XMLDocument& document)
+{
+    auto* root = document.NewElement("ModulePreset");
+    document.InsertEndChild(root);
+    element.save(*root, {});
+}
+} // namespace
+
+String presetText(Element& element)
+{
+    tinyxml2::XMLDocument document;
+    writePreset(element, document);
+    tinyxml2::XMLPrinter printer;
+    document.Print(&printer);
+    return String::fromUTF8(printer.CStr(), printer.CStrSize() - 1);
+}
+
+bool savePresetFile(Element& element, const juce::File& file, const PresetKind& kind, bool keepModified)
+{
+    tinyxml2::XMLDocument document;
+    writePreset(element, document);
+    if (document.SaveFile(file.getFullPathName().toRawUTF8()) != tinyxml2::XML_SUCCESS)
+        return false;
+    element.setProperty(kind.propertyKey, { file.getFullPathName(), 1 });
+    if (!keepModified)
+        element.clearModified();
+    return true;
+}
+
+namespace
+{
+String lockKey(const Element& element, uint32_t id)
+{
+    for (const auto& binding : element.getParameters())
+        if (binding->id() == id)
+            return binding->description().name + "Locked";
+    return {};
+}
+} // namespace
+
+bool isParameterLocked(const Element& element, uint32_t id)
+{
+    const auto key = lockKey(element, id);
+    if (key.isEmpty())
+        return false;
+    const auto value = element.getProperty(key).value;
+    return value.has_value() && value->getIntValue() != 0;
+}
+
+void setParameterLocked(Element& element, uint32_t id, bool locked)
+{
+    const auto key = lockKey(element, id);
+    if (key.isNotEmpty())
+        element.setProperty(key, { String(locked ? "1" : "0"), 1 });
+}
+
+} // namespace qel
