@@ -198,16 +198,34 @@ float ExportedPluginParameter::currentValue() const
     }
 }
 
+namespace
+{
+// The host may call from any thread, also while a restored tree is being
+// bound: it never waits, and what it finds is whole.
+juce::CriticalSection& rebindLockOf(EngineProxy* proxy)
+{
+    static juce::CriticalSection unbound;
+    return proxy != nullptr ? proxy->getRebindLock() : unbound;
+}
+} // namespace
+
 float ExportedPluginParameter::getValue() const
 {
-    if (!resolved || getElement() == nullptr)
-        return unresolvedValue;
-    return normalise(currentValue());
+    const juce::ScopedTryLock guard(rebindLockOf(getProxy()));
+    if (!guard.isLocked())
+        return lastValue.load();
+    const float value = !resolved || getElement() == nullptr ? unresolvedValue.load() : normalise(currentValue());
+    lastValue.store(value);
+    return value;
 }
 
 void ExportedPluginParameter::setValue(float newValue)
 {
+    const juce::ScopedTryLock guard(rebindLockOf(getProxy()));
+    if (!guard.isLocked())
+        return; // the restore under way sets every value anyway
     hostWriter = std::this_thread::get_id();
+    lastValue.store(newValue);
     auto* element = getElement();
     if (!resolved || element == nullptr)
     {

@@ -111,7 +111,9 @@ private:
     int slotIndex;
     // The thread of a host write in progress: its own echo is ignored, a change from elsewhere is not.
     std::atomic<std::thread::id> hostWriter {};
-    float unresolvedValue = 0.0f;
+    std::atomic<float> unresolvedValue { 0.0f };
+    // What the host last read, answered while the views are being rebound.
+    mutable std::atomic<float> lastValue { 0.0f };
     float defaultValue = 0.0f;
     const ParameterDescriptionBase* description = nullptr;
     std::atomic<bool> resolved { false };

@@ -28,11 +28,13 @@ Plugin::Plugin()
 {
     pendingEvents.reserve(pendingEventCapacity);
     block.main.reserve(8, 0);
+    lifetime->plugin = this;
     ++instanceCount;
 }
 
 Plugin::~Plugin()
 {
+    endPostedWork();
     for (auto* slot : exported)
     {
         slot->parameterInfoChanged = nullptr;
@@ -212,18 +214,23 @@ void Plugin::prepareToPlay(double sampleRate, int blockSize)
 {
     if (sampleRate == 0.0 || blockSize == 0)
         return;
+    // Under the lock: a restore on the message thread may be swapping the engine.
+    const juce::ScopedLock sl(renderLock);
     if (engine->isPrepared() && static_cast<double>(engine->getEngineSampleRate()) == sampleRate
         && engine->getBlockSize() == static_cast<uint16_t>(blockSize) && !needsPrepare)
         return;
-
-    const juce::ScopedLock sl(renderLock);
+    // What blocks use outside the lock is set up here, where the host plays no block,
+    // and never by a restore, which may run beside one.
+    renderContext->setSampleRate(sampleRate);
+    const int mainChannels = getBus(false, 0) != nullptr ? getChannelCountOfBus(false, 0) : 0;
+    // Room for the host's channels, so that blocks do not allocate.
+    block.main.reserve(std::max(mainChannels, getTotalNumInputChannels()) + 2, blockSize);
     prepareEngine(sampleRate, blockSize);
     needsPrepare = false;
 }
 
 void Plugin::prepareEngine(double sampleRate, int blockSize)
 {
-    renderContext->setSampleRate(sampleRate);
     engine->setFormat(sampleRate, blockSize);
 
     for (size_t i = 0; i < furtherBuses.size(); ++i)
@@ -253,9 +260,6 @@ void Plugin::prepareEngine(double sampleRate, int blockSize)
         silentBlockSize = blockSize;
         silentChannelCount = channelSum;
     }
-
-    // Room for the host's channels, so that blocks do not allocate.
-    block.main.reserve(std::max(mainChannels, getTotalNumInputChannels()) + 2, blockSize);
 
     engine->postLoad();
     mainBus = std::move(newMain);

@@ -100,6 +100,9 @@ public:
 protected:
     // Runs now on the message thread, else posts; a post outliving this plug-in does nothing.
     void onMessageThread(std::function<void(Plugin&)> work);
+    // First thing in the destructor of the class that is made: waits for a
+    // posted task that is running, and lets none start after.
+    void endPostedWork();
     void setEngine(std::shared_ptr<Engine> newEngine);
     // A slot the host sees, connected at once and never in the map.
     void addExportedParameter(const Key& key);
@@ -136,8 +139,14 @@ private:
     // Between a setStateInformation and the end of its restore.
     std::shared_ptr<tinyxml2::XMLDocument> stateDocument;
     juce::SpinLock stateDocumentLock;
-    // Posted work checks that the plug-in still lives.
-    std::shared_ptr<Plugin*> selfReference { std::make_shared<Plugin*>(this) };
+    // Posted work runs under this lock while the plug-in lives; a host may
+    // destroy an instance on its own thread while the message thread is busy.
+    struct Lifetime
+    {
+        juce::CriticalSection lock;
+        Plugin* plugin = nullptr;
+    };
+    std::shared_ptr<Lifetime> lifetime { std::make_shared<Lifetime>() };
 
     static std::atomic<int> instanceCount;
 

@@ -26,11 +26,17 @@ void Plugin::onMessageThread(std::function<void(Plugin&)> work)
         work(*this);
         return;
     }
-    std::weak_ptr<Plugin*> alive = selfReference;
-    juce::MessageManager::callAsync([alive, work = std::move(work)] {
-        if (auto self = alive.lock(); self != nullptr && *self != nullptr)
-            work(**self);
+    juce::MessageManager::callAsync([life = lifetime, work = std::move(work)] {
+        const juce::ScopedLock guard(life->lock);
+        if (life->plugin != nullptr)
+            work(*life->plugin);
     });
+}
+
+void Plugin::endPostedWork()
+{
+    const juce::ScopedLock guard(lifetime->lock);
+    lifetime->plugin = nullptr;
 }
 
 void Plugin::saveState(tinyxml2::XMLDocument& document)
@@ -130,6 +136,9 @@ void Plugin::restoreState(const std::shared_ptr<tinyxml2::XMLDocument>& document
         }
     }
     setEngine(engine);
+    // Hosts that read values before a posted restore ran learn the new ones.
+    for (auto* slot : exported)
+        slot->sendValueChangedMessageToListeners(slot->getValue());
 
     const juce::SpinLock::ScopedLockType pendingGuard(stateDocumentLock);
     if (stateDocument == document)

@@ -63,6 +63,7 @@ ReelwarpPlugin::ReelwarpPlugin()
 
 ReelwarpPlugin::~ReelwarpPlugin()
 {
+    endPostedWork();
     lowLatencyView.reset();
     latencyForwarder.reset();
 }

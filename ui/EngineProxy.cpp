@@ -284,10 +284,13 @@ void EngineProxy::setEngine(Element* newEngine)
 {
     if (newEngine == engine)
         return;
-    engine = newEngine;
+    {
+        const juce::ScopedLock guard(rebindLock);
+        engine = newEngine;
+        if (rootNode != nullptr)
+            rootNode->setElement(engine);
+    }
     connectErrors();
-    if (rootNode != nullptr)
-        rootNode->setElement(engine);
     repeatErrors();
 }
 

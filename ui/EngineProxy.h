@@ -152,8 +152,12 @@ public:
     EngineProxy(void* owner, Element* engine, bool forwardErrors);
     ~EngineProxy() override;
 
+    // Waits for host threads that are inside a slot before the tree changes.
     void setEngine(Element* newEngine);
     Element* getEngine() const noexcept { return engine; }
+    // Held while the views are rebound; threads other than the message
+    // thread only try it, and skip their work when it is taken.
+    juce::CriticalSection& getRebindLock() noexcept { return rebindLock; }
 
     // The element at a path, or an ElementProxy for a wildcard path (or when
     // forced); a proxy is shared and counted, releaseElementProxy gives it back.
@@ -194,6 +198,7 @@ private:
     void repeatErrors();
 
     Element* engine = nullptr;
+    juce::CriticalSection rebindLock;
     void* owner;
     std::unique_ptr<ElementNode> rootNode;
     std::map<String, std::unique_ptr<Proxy>> proxies;

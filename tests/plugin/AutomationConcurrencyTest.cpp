@@ -2,6 +2,7 @@
 // the message thread changes other parameters and delivers notices.
 #include "plugin/ReelwarpPlugin.h"
 #include "tape/ReelwarpParameters.h"
+#include "ui/PresetFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -62,6 +63,67 @@ TEST(HostAutomation, ThreeThreadsAtOnceEndOnTheLastValueWritten)
     EXPECT_FLOAT_EQ(encoder.getValue(), static_cast<float>(writes % 4) / 3.0f);
     EXPECT_EQ(invert.getValue(), 0.0f);
     EXPECT_EQ(effect.getParameterFloat(qel::reelwarpParameterId(ReelwarpParameter::Mix)), 1.0f);
+}
+
+// The message thread loads presets and restores host states, each restore
+// a new tree, while the host automates and the audio thread renders.
+TEST(HostAutomation, PresetsAndRestoresOnTheMessageThreadMeetAutomationSafely)
+{
+    qel::ReelwarpPlugin source, plugin;
+    plugin.prepareToPlay(48000.0, 256);
+    juce::MemoryBlock state;
+    source.getStateInformation(state);
+    const auto presetFile = juce::File::createTempFile(".fxps");
+    auto& sourceEffect = *source.getEngine().findChild("Reelwarp");
+    sourceEffect.setParameterFloat(qel::reelwarpParameterId(ReelwarpParameter::Speed), 0.5f);
+    ASSERT_TRUE(qel::savePresetFile(sourceEffect, presetFile, qel::PresetKind::whole()));
+    auto& mix = *plugin.getParameters()[29];
+    auto& invert = *plugin.getParameters()[33];
+
+    std::atomic<bool> stop { false }, hostDone { false };
+    std::thread audio([&] {
+        juce::AudioBuffer<float> buffer(2, 256);
+        juce::MidiBuffer midi;
+        while (!stop.load())
+        {
+            buffer.clear();
+            buffer.setSample(0, 0, 0.5f);
+            plugin.processBlock(buffer, midi);
+        }
+    });
+    std::thread host([&] {
+        for (int i = 0; i <= 3000; ++i)
+        {
+            mix.setValue(static_cast<float>(i % 100) / 100.0f);
+            invert.setValue(static_cast<float>(i % 2));
+            (void) mix.getValue();
+        }
+        hostDone = true;
+    });
+    for (int i = 0; !hostDone.load() || i < 20; ++i)
+    {
+        if (i % 2 == 0)
+            plugin.setStateInformation(state.getData(), static_cast<int>(state.getSize()));
+        else
+            qel::loadPresetFile(plugin.getEngine().findChild("Reelwarp"), presetFile.getFullPathName(),
+                                qel::PresetKind::whole());
+        qel::ParameterChangeChannel::get().deliver();
+        juce::MessageManager::getInstance()->runDispatchLoopUntil(1);
+    }
+    host.join();
+    stop = true;
+    audio.join();
+    presetFile.deleteFile();
+
+    // The slots follow the last tree.
+    mix.setValue(0.3f);
+    juce::AudioBuffer<float> buffer(2, 256);
+    juce::MidiBuffer midi;
+    plugin.processBlock(buffer, midi);
+    EXPECT_FLOAT_EQ(mix.getValue(), 0.3f);
+    EXPECT_FLOAT_EQ(plugin.getEngine().findChild("Reelwarp")->getParameterFloat(
+                        qel::reelwarpParameterId(ReelwarpParameter::Mix)),
+                    0.3f);
 }
 
 } // namespace
