@@ -14,6 +14,19 @@ namespace
 
 using qel::ReelwarpParameter;
 
+// The audio thread: clicks through the plug-in, block after block.
+void renderUntil(qel::ReelwarpPlugin& plugin, const std::atomic<bool>& stop)
+{
+    juce::AudioBuffer<float> buffer(2, 256);
+    juce::MidiBuffer midi;
+    while (!stop.load())
+    {
+        buffer.clear();
+        buffer.setSample(0, 0, 0.5f);
+        plugin.processBlock(buffer, midi);
+    }
+}
+
 TEST(HostAutomation, ThreeThreadsAtOnceEndOnTheLastValueWritten)
 {
     qel::ReelwarpPlugin plugin;
@@ -24,16 +37,7 @@ TEST(HostAutomation, ThreeThreadsAtOnceEndOnTheLastValueWritten)
     auto& invert = *plugin.getParameters()[33];
 
     std::atomic<bool> hostDone { false }, stop { false };
-    std::thread audio([&] {
-        juce::AudioBuffer<float> buffer(2, 256);
-        juce::MidiBuffer midi;
-        while (!stop.load())
-        {
-            buffer.clear();
-            buffer.setSample(0, 0, 0.5f);
-            plugin.processBlock(buffer, midi);
-        }
-    });
+    std::thread audio([&] { renderUntil(plugin, stop); });
     constexpr int writes = 2000;
     std::thread host([&] {
         for (int i = 0; i <= writes; ++i)
@@ -81,16 +85,7 @@ TEST(HostAutomation, PresetsAndRestoresOnTheMessageThreadMeetAutomationSafely)
     auto& invert = *plugin.getParameters()[33];
 
     std::atomic<bool> stop { false }, hostDone { false };
-    std::thread audio([&] {
-        juce::AudioBuffer<float> buffer(2, 256);
-        juce::MidiBuffer midi;
-        while (!stop.load())
-        {
-            buffer.clear();
-            buffer.setSample(0, 0, 0.5f);
-            plugin.processBlock(buffer, midi);
-        }
-    });
+    std::thread audio([&] { renderUntil(plugin, stop); });
     std::thread host([&] {
         for (int i = 0; i <= 3000; ++i)
         {
