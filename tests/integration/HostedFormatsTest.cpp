@@ -1,5 +1,6 @@
 // The built plug-in binaries, loaded the way a host loads them, against the
 // same product run in-process.
+#include "integration/HostedPlugin.h"
 #include "plugin/ReelwarpPlugin.h"
 #include "support/Signals.h"
 
@@ -22,84 +23,8 @@ static_assert(sizeof(VstPinProperties) == 64 + 2 * sizeof(int) + 8 + 48, "VstPin
 namespace
 {
 
+using namespace qel::test;
 using Set = juce::AudioChannelSet;
-
-struct FormatCase
-{
-    const char* name;
-    const char* path; // empty when the format is not built in this configuration
-};
-
-std::unique_ptr<juce::AudioPluginFormat> makeFormat(const juce::String& name)
-{
-    if (name == "VST")
-        return std::make_unique<juce::VSTPluginFormat>();
-    if (name == "VST3")
-        return std::make_unique<juce::VST3PluginFormat>();
-    return std::make_unique<juce::LV2PluginFormat>();
-}
-
-// Finds the plug-in's description: LV2 bundles are scanned from the build folder.
-std::unique_ptr<juce::PluginDescription> describe(juce::AudioPluginFormat& format, const juce::String& path)
-{
-    juce::OwnedArray<juce::PluginDescription> found;
-    if (format.getName() == "LV2")
-    {
-        const auto folder = juce::File(path).getParentDirectory().getParentDirectory();
-        for (const auto& uri : format.searchPathsForPlugins(juce::FileSearchPath(folder.getFullPathName()), false, false))
-            if (uri.contains("qel.net"))
-                format.findAllTypesForFile(found, uri);
-    }
-    else
-    {
-        format.findAllTypesForFile(found, path);
-    }
-    return found.isEmpty() ? nullptr : std::make_unique<juce::PluginDescription>(*found[0]);
-}
-
-class HostedFormat : public ::testing::TestWithParam<FormatCase>
-{
-protected:
-    void SetUp() override
-    {
-        if (juce::String(GetParam().path).isEmpty())
-            GTEST_SKIP() << GetParam().name << " is not built in this configuration";
-        format = makeFormat(GetParam().name);
-        description = describe(*format, GetParam().path);
-        ASSERT_NE(description, nullptr) << "no plug-in found at " << GetParam().path;
-    }
-
-    std::unique_ptr<juce::AudioPluginInstance> load(double sampleRate, int blockSize)
-    {
-        juce::String error;
-        auto instance = format->createInstanceFromDescription(*description, sampleRate, blockSize, error);
-        EXPECT_NE(instance, nullptr) << error;
-        return instance;
-    }
-
-    std::unique_ptr<juce::AudioPluginFormat> format;
-    std::unique_ptr<juce::PluginDescription> description;
-};
-
-bool isVst2(const FormatCase& c)
-{
-    return juce::String(c.name) == "VST";
-}
-
-// Hosts the formats' asynchronous notices, latency among them.
-void pumpMessages()
-{
-    juce::MessageManager::getInstance()->runDispatchLoopUntil(50);
-}
-
-// JUCE's LV2 host makes a new instance at each prepare and gives it the old
-// one's state; the plug-in restores it on its own message thread, which
-// runs beside this one. Audio compared from the first block waits for it.
-void awaitPostedRestore()
-{
-    pumpMessages();
-    juce::Thread::sleep(300);
-}
 
 TEST_P(HostedFormat, DescribesTheProduct)
 {
@@ -422,10 +347,6 @@ TEST_P(HostedFormat, HostStateCarriesEveryParameterIntoAFreshInstance)
     EXPECT_NEAR(mix->getValue(), 0.125f, 1e-6);
 }
 
-INSTANTIATE_TEST_SUITE_P(Binaries, HostedFormat,
-                         ::testing::Values(FormatCase { "VST", REELWARP_VST2_BINARY },
-                                           FormatCase { "VST3", REELWARP_VST3_BUNDLE },
-                                           FormatCase { "LV2", REELWARP_LV2_BUNDLE }),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Binaries, HostedFormat, builtFormats(), formatName);
 
 } // namespace

@@ -1,0 +1,1 @@
+#include "integration/HostedPlugin.h"

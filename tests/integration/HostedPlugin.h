@@ -1,0 +1,102 @@
+// Loads the built plug-in binaries the way a host does.
+#pragma once
+
+#include <juce_audio_processors/juce_audio_processors.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace qel::test
+{
+
+struct FormatCase
+{
+    const char* name;
+    const char* path; // empty when the format is not built in this configuration
+};
+
+inline std::unique_ptr<juce::AudioPluginFormat> makeFormat(const juce::String& name)
+{
+    if (name == "VST")
+        return std::make_unique<juce::VSTPluginFormat>();
+    if (name == "VST3")
+        return std::make_unique<juce::VST3PluginFormat>();
+    return std::make_unique<juce::LV2PluginFormat>();
+}
+
+// Finds the plug-in's description: LV2 bundles are scanned from the build folder.
+inline std::unique_ptr<juce::PluginDescription> describe(juce::AudioPluginFormat& format, const juce::String& path)
+{
+    juce::OwnedArray<juce::PluginDescription> found;
+    if (format.getName() == "LV2")
+    {
+        const auto folder = juce::File(path).getParentDirectory().getParentDirectory();
+        for (const auto& uri : format.searchPathsForPlugins(juce::FileSearchPath(folder.getFullPathName()), false, false))
+            if (uri.contains("qel.net"))
+                format.findAllTypesForFile(found, uri);
+    }
+    else
+    {
+        format.findAllTypesForFile(found, path);
+    }
+    return found.isEmpty() ? nullptr : std::make_unique<juce::PluginDescription>(*found[0]);
+}
+
+class HostedFormat : public ::testing::TestWithParam<FormatCase>
+{
+protected:
+    void SetUp() override
+    {
+        if (juce::String(GetParam().path).isEmpty())
+            GTEST_SKIP() << GetParam().name << " is not built in this configuration";
+        format = makeFormat(GetParam().name);
+        description = describe(*format, GetParam().path);
+        ASSERT_NE(description, nullptr) << "no plug-in found at " << GetParam().path;
+    }
+
+    std::unique_ptr<juce::AudioPluginInstance> load(double sampleRate, int blockSize)
+    {
+        juce::String error;
+        auto instance = format->createInstanceFromDescription(*description, sampleRate, blockSize, error);
+        EXPECT_NE(instance, nullptr) << error;
+        return instance;
+    }
+
+    std::unique_ptr<juce::AudioPluginFormat> format;
+    std::unique_ptr<juce::PluginDescription> description;
+};
+
+inline bool isVst2(const FormatCase& c)
+{
+    return juce::String(c.name) == "VST";
+}
+
+// Hosts the formats' asynchronous notices, latency among them.
+inline void pumpMessages()
+{
+    juce::MessageManager::getInstance()->runDispatchLoopUntil(50);
+}
+
+// JUCE's LV2 host makes a new instance at each prepare and gives it the old
+// one's state; the plug-in restores it on its own message thread, which
+// runs beside this one. Audio compared from the first block waits for it.
+inline void awaitPostedRestore()
+{
+    pumpMessages();
+    juce::Thread::sleep(300);
+}
+
+// The three formats this configuration builds, for INSTANTIATE_TEST_SUITE_P.
+inline auto builtFormats()
+{
+    return ::testing::Values(FormatCase { "VST", REELWARP_VST2_BINARY }, FormatCase { "VST3", REELWARP_VST3_BUNDLE },
+                             FormatCase { "LV2", REELWARP_LV2_BUNDLE });
+}
+
+inline std::string formatName(const ::testing::TestParamInfo<FormatCase>& info)
+{
+    return info.param.name;
+}
+
+} // namespace qel::test
