@@ -52,8 +52,10 @@ install: build
 # The main job: build, install, and render the built-in demo through the effect.
 demo: install
 	mkdir -p $(OUT)
-	$(BUILD)/tools/reelwarp-render --demo $(OUT)/demo-reelwarp.wav --dry $(OUT)/demo-dry.wav
-	@echo "Listen: $(OUT)/demo-dry.wav (input) and $(OUT)/demo-reelwarp.wav (through Reel Warp)"
+	$(BUILD)/tools/reelwarp-render --demo $(OUT)/demo-reelwarp.wav --dry $(OUT)/demo-dry.wav \
+	    --preset "Jet Tape" --plot $(OUT)/demo-reelwarp.png
+	@echo "Listen: $(OUT)/demo-dry.wav (input) and $(OUT)/demo-reelwarp.wav (through Reel Warp, preset Jet Tape)"
+	@echo "Look:   $(OUT)/demo-reelwarp.png (input and output side by side)"
 
 # Everything CI runs: the release build's tests, then the sanitizer builds'.
 test: test-fast test-asan test-tsan

@@ -3,7 +3,6 @@
 set(REELWARP_JUCE_DEFINITIONS
     JUCE_WEB_BROWSER=0
     JUCE_USE_CURL=0
-    JUCE_USE_FLAC=0
     JUCE_USE_OGGVORBIS=0
     JUCE_USE_MP3AUDIOFORMAT=0
     JUCE_USE_LAME_AUDIO_FORMAT=0
@@ -28,7 +27,10 @@ function(reelwarp_add_juce_library target)
         JUCE_PLUGINHOST_VST=1
         JUCE_PLUGINHOST_VST3=1
         JUCE_PLUGINHOST_LV2=1
-        JUCE_MODAL_LOOPS_PERMITTED=1)
+        JUCE_MODAL_LOOPS_PERMITTED=1
+        # The renderer reads and writes FLAC through Debian's libFLAC.
+        JUCE_USE_FLAC=1
+        JUCE_INCLUDE_FLAC_CODE=0)
     target_include_directories(${target} PRIVATE ${REELWARP_VST2_SDK})
     # Re-export what the modules give privately, so that users of this
     # library see the same headers and configuration without compiling JUCE.
@@ -45,6 +47,9 @@ function(reelwarp_add_juce_library target)
     if(TARGET juce::pkgconfig_JUCE_IMG_LINUX_DEPS)
         target_link_libraries(${target} PUBLIC juce::pkgconfig_JUCE_IMG_LINUX_DEPS)
     endif()
+    find_package(PkgConfig REQUIRED)
+    pkg_check_modules(REELWARP_FLAC REQUIRED IMPORTED_TARGET flac)
+    target_link_libraries(${target} PUBLIC PkgConfig::REELWARP_FLAC)
     find_package(Threads REQUIRED)
     target_link_libraries(${target} PUBLIC Threads::Threads ${CMAKE_DL_LIBS} rt z)
 endfunction()

@@ -33,6 +33,7 @@ target_sources(ReelWarp PRIVATE ${CMAKE_SOURCE_DIR}/plugin/PluginEntry.cpp)
 add_dependencies(ReelWarp reelwarp_resource_archive)
 target_compile_definitions(ReelWarp PUBLIC
     ${REELWARP_JUCE_DEFINITIONS}
+    JUCE_USE_FLAC=0
     # Debian's JUCE drops the LV2URI argument and would fall back to a relative URI.
     "JucePlugin_LV2URI=\"https://qel.net/plugins/reelwarp\""
     JUCE_VST3_CAN_REPLACE_VST2=0

@@ -2,6 +2,8 @@
 
 #include "engine/Engine.h"
 
+#include <tuple>
+
 namespace qel
 {
 
@@ -36,37 +38,51 @@ String typeWord(ValueType type)
     }
 }
 
-struct Cells
-{
-    String minimum, maximum, defaultValue, unit;
-};
+} // namespace
 
-Cells cellsOf(const ParameterInfoBase& binding)
+std::vector<ParameterSummary> summariseParameters(const Element& element)
 {
     auto& registry = ParameterRegistry::get();
-    const auto id = binding.description().id;
-    switch (binding.valueType())
+    std::vector<ParameterSummary> rows;
+    for (const auto& binding : element.getParameters())
     {
-        case ValueType::floatValue:
+        if (!documented(*binding))
+            continue;
+        const auto& d = binding->description();
+        ParameterSummary row { binding.get(), d.name, d.displayName, typeWord(binding->valueType()) };
+        const auto id = d.id;
+        switch (binding->valueType())
         {
-            const auto& d = registry.floatDescription(id);
-            if (!d.hasRange())
-                return { {}, {}, String(d.defaultValue), unitWord(d.displayType) };
-            return { String(d.minimum), String(d.maximum), String(d.defaultValue), unitWord(d.displayType) };
+            case ValueType::floatValue:
+            {
+                const auto& f = registry.floatDescription(id);
+                if (f.hasRange())
+                    std::tie(row.minimum, row.maximum) = std::make_pair(String(f.minimum), String(f.maximum));
+                row.defaultValue = String(f.defaultValue);
+                row.unit = unitWord(f.displayType);
+                break;
+            }
+            case ValueType::intValue:
+            {
+                const auto& i = registry.intDescription(id);
+                if (i.hasRange())
+                    std::tie(row.minimum, row.maximum) = std::make_pair(String(i.minimum), String(i.maximum));
+                row.defaultValue = String(i.defaultValue);
+                row.unit = unitWord(i.displayType);
+                break;
+            }
+            case ValueType::boolValue:
+                row.minimum = "0";
+                row.maximum = "1";
+                row.defaultValue = registry.boolDescription(id).defaultValue ? "1" : "0";
+                break;
+            case ValueType::stringValue: row.defaultValue = registry.stringDescription(id).defaultValue; break;
+            default: break;
         }
-        case ValueType::intValue:
-        {
-            const auto& d = registry.intDescription(id);
-            if (!d.hasRange())
-                return { {}, {}, String(d.defaultValue), unitWord(d.displayType) };
-            return { String(d.minimum), String(d.maximum), String(d.defaultValue), unitWord(d.displayType) };
-        }
-        case ValueType::boolValue: return { "0", "1", registry.boolDescription(id).defaultValue ? "1" : "0", {} };
-        case ValueType::stringValue: return { {}, {}, registry.stringDescription(id).defaultValue, {} };
-        default: return {};
+        rows.push_back(row);
     }
+    return rows;
 }
-} // namespace
 
 ElementRegistry::ElementRegistry()
 {
@@ -159,17 +175,11 @@ String ElementRegistry::documentation() const
                  << "<tr><th>Name</th><th>Display Name</th><th>Type</th><th>Min</th><th>Max</th><th>Default</th>"
                     "<th>Unit</th><th>Modulable</th></tr>\n";
             const std::unique_ptr<Element> sample(row.create());
-            for (const auto& binding : sample->getParameters())
-            {
-                if (!documented(*binding))
-                    continue;
-                const auto& d = binding->description();
-                const auto cells = cellsOf(*binding);
-                page << "<tr><td>" << d.name << "</td><td>" << d.displayName << "</td><td>" << typeWord(binding->valueType())
-                     << "</td><td>" << cells.minimum << "</td><td>" << cells.maximum << "</td><td>" << cells.defaultValue
-                     << "</td><td>" << cells.unit << "</td><td>" << (d.has(ParameterFlags::modulable) ? "yes" : "no")
+            for (const auto& p : summariseParameters(*sample))
+                page << "<tr><td>" << p.name << "</td><td>" << p.displayName << "</td><td>" << p.type << "</td><td>"
+                     << p.minimum << "</td><td>" << p.maximum << "</td><td>" << p.defaultValue << "</td><td>" << p.unit
+                     << "</td><td>" << (p.binding->description().has(ParameterFlags::modulable) ? "yes" : "no")
                      << "</td></tr>\n";
-            }
             page << "</table>\n";
         }
     }

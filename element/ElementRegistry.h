@@ -26,6 +26,14 @@ struct ElementTypeInfo
     bool isInternal() const { return displayName.endsWith("[Internal]"); }
 };
 
+// What a user of an element can set, one row per documented parameter.
+struct ParameterSummary
+{
+    const ParameterInfoBase* binding = nullptr;
+    String name, displayName, type, minimum, maximum, defaultValue, unit;
+};
+std::vector<ParameterSummary> summariseParameters(const Element& element);
+
 // Type names to factories, so that a tag in a file becomes an object.
 class ElementRegistry
 {

@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
     build-essential cmake pkg-config ccache
     juce-modules-source fst-dev
-    libtinyxml2-dev zlib1g-dev
+    libtinyxml2-dev zlib1g-dev libflac-dev
     libasound2-dev libjack-jackd2-dev libfreetype-dev libfontconfig1-dev
     libx11-dev libxcomposite-dev libxcursor-dev libxext-dev libxinerama-dev libxrandr-dev libxrender-dev
     libgl-dev lv2-dev

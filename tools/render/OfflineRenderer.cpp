@@ -2,38 +2,106 @@
 
 #include "plugin/ReelwarpPlugin.h"
 
+#include <cstdlib>
+
 namespace qel::render
 {
 
-juce::AudioBuffer<float> renderThroughPlugin(const juce::AudioBuffer<float>& input, double sampleRate, int blockSize)
+namespace
 {
-    ReelwarpPlugin plugin;
-    const int channels = input.getNumChannels() == 1 ? 1 : 2;
+
+// A host that plays from a given position at a steady tempo.
+class SteadyPlayHead : public juce::AudioPlayHead
+{
+public:
+    SteadyPlayHead(const RenderJob& job) : job(job) {}
+
+    void moveTo(int64_t sample) { position = sample; }
+
+    juce::Optional<PositionInfo> getPosition() const override
+    {
+        PositionInfo info;
+        const double beatsPerSample = *job.tempo / 60.0 / job.sampleRate;
+        const double ppq = job.positionBeats + position * beatsPerSample;
+        const double barLength = job.numerator * 4.0 / job.denominator;
+        info.setBpm(*job.tempo);
+        info.setTimeSignature(TimeSignature { job.numerator, job.denominator });
+        info.setIsPlaying(true);
+        info.setTimeInSamples(position);
+        info.setTimeInSeconds(position / job.sampleRate);
+        info.setPpqPosition(ppq);
+        info.setPpqPositionOfLastBarStart(std::floor(ppq / barLength) * barLength);
+        return info;
+    }
+
+private:
+    const RenderJob& job;
+    int64_t position = 0;
+};
+
+} // namespace
+
+bool setLayoutFor(ReelwarpPlugin& plugin, int channels)
+{
     const auto set = channels == 1 ? juce::AudioChannelSet::mono() : juce::AudioChannelSet::stereo();
     juce::AudioProcessor::BusesLayout layout;
     layout.inputBuses.add(set);
     layout.outputBuses.add(set);
-    plugin.setBusesLayout(layout);
-    plugin.setNonRealtime(true);
-    plugin.setRateAndBufferSizeDetails(sampleRate, blockSize);
-    plugin.prepareToPlay(sampleRate, blockSize);
+    return plugin.setBusesLayout(layout);
+}
 
-    const int frames = input.getNumSamples();
-    juce::AudioBuffer<float> output(channels, frames);
-    juce::AudioBuffer<float> block(channels, blockSize);
+juce::AudioBuffer<float> renderThroughPlugin(ReelwarpPlugin& plugin, const juce::AudioBuffer<float>& input, const RenderJob& job)
+{
+    const int channels = input.getNumChannels() == 1 ? 1 : 2;
+    setLayoutFor(plugin, channels);
+    SteadyPlayHead head(job);
+    plugin.setPlayHead(job.tempo ? &head : nullptr);
+    plugin.setNonRealtime(true);
+    plugin.setRateAndBufferSizeDetails(job.sampleRate, job.blockSize);
+    std::srand(job.seed);
+    plugin.prepareToPlay(job.sampleRate, job.blockSize);
+
+    const int latency = plugin.getLatencySamples();
+    const int wanted = input.getNumSamples() + static_cast<int>(std::round(job.tailSeconds * job.sampleRate));
+    const int total = wanted + latency;
+    juce::AudioBuffer<float> output(channels, wanted);
+    juce::AudioBuffer<float> block(channels, job.blockSize);
     juce::MidiBuffer midi;
-    for (int start = 0; start < frames; start += blockSize)
+    int reported = -1;
+    for (int start = 0; start < total; start += job.blockSize)
     {
-        const int n = std::min(blockSize, frames - start);
-        for (int c = 0; c < channels; ++c)
-            block.copyFrom(c, 0, input, std::min(c, input.getNumChannels() - 1), start, n);
+        const int n = std::min(job.blockSize, total - start);
+        block.clear();
+        const int fromInput = juce::jlimit(0, n, input.getNumSamples() - start);
+        for (int c = 0; c < channels && fromInput > 0; ++c)
+            block.copyFrom(c, 0, input, std::min(c, input.getNumChannels() - 1), start, fromInput);
+        head.moveTo(start);
         juce::AudioBuffer<float> view(block.getArrayOfWritePointers(), channels, n);
         plugin.processBlock(view, midi);
-        for (int c = 0; c < channels; ++c)
-            output.copyFrom(c, start, block, c, 0, n);
+        midi.clear();
+
+        // The first `latency` samples out are the effect filling up.
+        const int skip = std::max(0, latency - start);
+        for (int c = 0; c < channels && skip < n; ++c)
+            output.copyFrom(c, start + skip - latency, block, c, skip, n - skip);
+
+        const int percent = static_cast<int>(100.0 * (start + n) / total);
+        if (job.progress && percent != reported)
+            job.progress((start + n) / static_cast<double>(total));
+        reported = percent;
     }
     plugin.releaseResources();
+    plugin.setPlayHead(nullptr);
     return output;
+}
+
+juce::AudioBuffer<float> renderThroughPlugin(const juce::AudioBuffer<float>& input, double sampleRate, int blockSize)
+{
+    ReelwarpPlugin plugin;
+    RenderJob job;
+    job.sampleRate = sampleRate;
+    job.blockSize = blockSize;
+    return renderThroughPlugin(plugin, input, job);
 }
 
 } // namespace qel::render

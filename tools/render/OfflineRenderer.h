@@ -1,12 +1,44 @@
 #pragma once
 
+#include "RenderOptions.h"
+
 #include <juce_audio_basics/juce_audio_basics.h>
+
+#include <functional>
+
+namespace qel
+{
+class ReelwarpPlugin;
+}
 
 namespace qel::render
 {
 
-// Runs audio through the product, as a host would offline: one instance,
-// non-realtime, block by block.
+struct RenderJob
+{
+    double sampleRate = 48000.0;
+    int blockSize = 512;
+    double tailSeconds = 0.0;
+    std::optional<double> tempo; // a playing host at this tempo; unset: no position at all
+    double positionBeats = 0.0;
+    int numerator = 4, denominator = 4;
+    // The tape's hiss draws its seeds from the C library's generator when the
+    // decks are prepared; seeding it first makes a render repeatable.
+    unsigned seed = 1;
+    // Fraction done, now and then; never called when empty.
+    std::function<void(double)> progress;
+};
+
+// Runs audio through an instance of the product as a host would offline:
+// non-realtime, block by block, with the host's position when asked. The
+// result is as long as the input plus the tail, with the effect's latency
+// taken off its start, so that it lines up with the input.
+juce::AudioBuffer<float> renderThroughPlugin(ReelwarpPlugin& plugin, const juce::AudioBuffer<float>& input, const RenderJob& job);
+
+// The same with a fresh instance at its default settings.
 juce::AudioBuffer<float> renderThroughPlugin(const juce::AudioBuffer<float>& input, double sampleRate, int blockSize);
+
+// Sets the instance's layout to the input's channels (mono or stereo).
+bool setLayoutFor(ReelwarpPlugin& plugin, int channels);
 
 } // namespace qel::render
