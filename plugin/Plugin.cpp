@@ -342,6 +342,19 @@ void Plugin::captureTransport(int frames)
     previousPosition = head;
 }
 
+void Plugin::silenceNonFiniteInput(juce::AudioBuffer<float>& buffer, int channels) noexcept
+{
+    // A NaN or an infinity would live on in the tape's feedback and filters
+    // for ever; what a host sends as such is taken as silence, here at the edge.
+    for (int c = 0; c < channels; ++c)
+    {
+        float* data = buffer.getWritePointer(c);
+        for (int i = 0; i < buffer.getNumSamples(); ++i)
+            if (!std::isfinite(data[i]))
+                data[i] = 0.0f;
+    }
+}
+
 void Plugin::processBlock(juce::AudioBuffer<float>& buffer, juce::MidiBuffer& midi)
 {
     const int frames = buffer.getNumSamples();
@@ -350,6 +363,7 @@ void Plugin::processBlock(juce::AudioBuffer<float>& buffer, juce::MidiBuffer& mi
     if (!buffer.hasBeenCleared())
         for (int ch = getTotalNumInputChannels(); ch < buffer.getNumChannels(); ++ch)
             buffer.clear(ch, 0, frames);
+    silenceNonFiniteInput(buffer, std::min(getTotalNumInputChannels(), buffer.getNumChannels()));
 
     for (const auto meta : midi)
     {

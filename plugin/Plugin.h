@@ -64,6 +64,8 @@ public:
     // The product's own operations.
     virtual void handleMidiEvent(int port, int channel, int status, int data1, int data2, int sampleOffset);
     virtual void processHostBlock(HostAudioBlock& block);
+    // Non-finite input samples become zeros, before anything reads them.
+    static void silenceNonFiniteInput(juce::AudioBuffer<float>& buffer, int channels) noexcept;
     virtual void renderEngine(HostAudioBlock& block);
     virtual bool wantsHostIdle() const { return false; }
 
