@@ -1,4 +1,5 @@
 #include "plugin/ExportedPluginParameter.h"
+#include "plugin/Plugin.h"
 
 #include "element/BeatDivisions.h"
 
@@ -129,8 +130,19 @@ void ExportedPluginParameter::resolve(bool notify)
             resolved = true;
         }
         parameterId = id;
-        auto c = element->getSignals().parameterChanged.connect([this](const Element&, int changedId) { elementValueChanged(changedId); });
-        valueConnection = [c]() mutable { c.disconnect(); };
+        // The host's listeners lock and may do anything: a change the audio
+        // thread applies reaches them through the lock-free channel, on the
+        // message thread a moment later; any other, at once.
+        auto& signals = element->getSignals();
+        auto now = signals.parameterChanged.connect([this](const Element&, int changedId) {
+            if (!Plugin::isRenderingOnThisThread())
+                elementValueChanged(changedId);
+        });
+        auto later = signals.parameterChangedAsync.connect([this](const Element&, int changedId) { elementValueChanged(changedId); });
+        valueConnection = [now, later]() mutable {
+            now.disconnect();
+            later.disconnect();
+        };
     }
     changed();
     tellHost();
@@ -140,8 +152,31 @@ void ExportedPluginParameter::elementValueChanged(int id)
 {
     if (static_cast<uint32_t>(id) != parameterId || hostWriter.load() == std::this_thread::get_id() || !resolved)
         return;
-    setValueNotifyingHost(getValue());
+    auto* element = getElement();
+    if (element == nullptr)
+        return;
+    // A newer write on its way makes this value stale: the host would hear it undo its own.
+    for (const auto& binding : element->getParameters())
+        if (binding->id() == parameterId && binding->isPending())
+            return;
+    // A host's own write comes back through the element rounded by its range.
+    const float value = getValue();
+    if (std::fabs(value - hostValue.load()) < 1e-6f)
+        return;
+    hostValue.store(value);
+    // Told, not written: the element already holds the value.
+    sendValueChangedMessageToListeners(value);
 }
+
+namespace
+{
+// 0..1 for any number: a text or a host's value out of the range, even NaN
+// (a log mapper's answer below its range), gives an end.
+float clampPosition(float position) noexcept
+{
+    return position > 0.0f ? std::min(position, 1.0f) : 0.0f;
+}
+} // namespace
 
 float ExportedPluginParameter::normalise(float value) const
 {
@@ -152,12 +187,13 @@ float ExportedPluginParameter::normalise(float value) const
         {
             float position = value;
             registry.floatDescription(parameterId).mapper->unmap(getElement(), position);
-            return juce::jlimit(0.0f, 1.0f, position);
+            return clampPosition(position);
         }
         case intKind:
         {
             const auto& d = registry.intDescription(parameterId);
-            return d.maximum > d.minimum ? static_cast<float>(value - static_cast<float>(d.minimum)) / static_cast<float>(d.maximum - d.minimum)
+            return d.maximum > d.minimum ? clampPosition(static_cast<float>(value - static_cast<float>(d.minimum))
+                                                         / static_cast<float>(d.maximum - d.minimum))
                                          : 0.0f;
         }
         case boolKind: return value != 0.0f ? 1.0f : 0.0f;
@@ -172,14 +208,14 @@ float ExportedPluginParameter::denormalise(float normalised) const
     {
         case floatKind:
         {
-            float value = juce::jlimit(0.0f, 1.0f, normalised);
+            float value = clampPosition(normalised);
             registry.floatDescription(parameterId).mapper->map(getElement(), value);
             return value;
         }
         case intKind:
         {
             const auto& d = registry.intDescription(parameterId);
-            return std::floor(normalised * static_cast<float>(d.maximum - d.minimum) + static_cast<float>(d.minimum) + 0.5f);
+            return std::floor(clampPosition(normalised) * static_cast<float>(d.maximum - d.minimum) + static_cast<float>(d.minimum) + 0.5f);
         }
         case boolKind: return normalised > 0.5f ? 1.0f : 0.0f;
         default: return normalised;
@@ -202,17 +238,17 @@ namespace
 {
 // The host may call from any thread, also while a restored tree is being
 // bound: it never waits, and what it finds is whole.
-juce::CriticalSection& rebindLockOf(EngineProxy* proxy)
+RebindGate& gateOf(EngineProxy* proxy)
 {
-    static juce::CriticalSection unbound;
-    return proxy != nullptr ? proxy->getRebindLock() : unbound;
+    static RebindGate unbound; // never closed
+    return proxy != nullptr ? proxy->getRebindGate() : unbound;
 }
 } // namespace
 
 float ExportedPluginParameter::getValue() const
 {
-    const juce::ScopedTryLock guard(rebindLockOf(getProxy()));
-    if (!guard.isLocked())
+    const RebindGate::Shared guard(gateOf(getProxy()));
+    if (!guard)
         return lastValue.load();
     const float value = !resolved || getElement() == nullptr ? unresolvedValue.load() : normalise(currentValue());
     lastValue.store(value);
@@ -221,11 +257,12 @@ float ExportedPluginParameter::getValue() const
 
 void ExportedPluginParameter::setValue(float newValue)
 {
-    const juce::ScopedTryLock guard(rebindLockOf(getProxy()));
-    if (!guard.isLocked())
+    const RebindGate::Shared guard(gateOf(getProxy()));
+    if (!guard)
         return; // the restore under way sets every value anyway
     hostWriter = std::this_thread::get_id();
     lastValue.store(newValue);
+    hostValue.store(newValue);
     auto* element = getElement();
     if (!resolved || element == nullptr)
     {

@@ -114,6 +114,8 @@ private:
     std::atomic<float> unresolvedValue { 0.0f };
     // What the host last read, answered while the views are being rebound.
     mutable std::atomic<float> lastValue { 0.0f };
+    // What the host last wrote or was told: a change that lands there is no news to it.
+    std::atomic<float> hostValue { -1.0f };
     float defaultValue = 0.0f;
     const ParameterDescriptionBase* description = nullptr;
     std::atomic<bool> resolved { false };

@@ -355,8 +355,19 @@ void Plugin::silenceNonFiniteInput(juce::AudioBuffer<float>& buffer, int channel
     }
 }
 
+namespace
+{
+thread_local bool renderingHere = false;
+}
+
+bool Plugin::isRenderingOnThisThread() noexcept
+{
+    return renderingHere;
+}
+
 void Plugin::processBlock(juce::AudioBuffer<float>& buffer, juce::MidiBuffer& midi)
 {
+    const juce::ScopedValueSetter<bool> rendering(renderingHere, true);
     const int frames = buffer.getNumSamples();
     captureTransport(frames);
 

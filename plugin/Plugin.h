@@ -92,6 +92,8 @@ public:
     ExportedPluginParameter* getSlot(int index) const noexcept { return exported[(size_t) index]; }
 
     static int getInstanceCount() noexcept { return instanceCount.load(); }
+    // True inside processBlock on the calling thread: what happens here must not wait.
+    static bool isRenderingOnThisThread() noexcept;
     // The branch of this instance's plug-in format.
     Settings& getSettings() noexcept { return *settings; }
     static juce::String formatSuffix(WrapperType type);

@@ -285,7 +285,7 @@ void EngineProxy::setEngine(Element* newEngine)
     if (newEngine == engine)
         return;
     {
-        const juce::ScopedLock guard(rebindLock);
+        const RebindGate::Exclusive guard(rebindGate);
         engine = newEngine;
         if (rootNode != nullptr)
             rootNode->setElement(engine);

@@ -3,6 +3,7 @@
 #include "element/ElementProxy.h"
 #include "element/Trackable.h"
 #include "files/Path.h"
+#include "ui/RebindGate.h"
 
 #include <juce_events/juce_events.h>
 
@@ -155,9 +156,8 @@ public:
     // Waits for host threads that are inside a slot before the tree changes.
     void setEngine(Element* newEngine);
     Element* getEngine() const noexcept { return engine; }
-    // Held while the views are rebound; threads other than the message
-    // thread only try it, and skip their work when it is taken.
-    juce::CriticalSection& getRebindLock() noexcept { return rebindLock; }
+    // Closed while the views are rebound; host threads pass it without waiting.
+    RebindGate& getRebindGate() noexcept { return rebindGate; }
 
     // The element at a path, or an ElementProxy for a wildcard path (or when
     // forced); a proxy is shared and counted, releaseElementProxy gives it back.
@@ -198,7 +198,7 @@ private:
     void repeatErrors();
 
     Element* engine = nullptr;
-    juce::CriticalSection rebindLock;
+    RebindGate rebindGate;
     void* owner;
     std::unique_ptr<ElementNode> rootNode;
     std::map<String, std::unique_ptr<Proxy>> proxies;
