@@ -52,6 +52,9 @@ target_link_options(ReelWarp_VST PRIVATE
     -Wl,--version-script=${CMAKE_SOURCE_DIR}/cmake/vst2-exports.map)
 set_property(TARGET ReelWarp_VST APPEND PROPERTY LINK_DEPENDS ${CMAKE_SOURCE_DIR}/cmake/vst2-exports.map)
 
+# The VST3 binary survives a damaged state from its host.
+include(PatchedVst3Wrapper)
+
 set(REELWARP_ARTEFACTS ${CMAKE_BINARY_DIR}/ReelWarp_artefacts/${CMAKE_BUILD_TYPE})
 set(REELWARP_VST2_BINARY ${REELWARP_ARTEFACTS}/VST/libReelWarp.so)
 set(REELWARP_VST3_BUNDLE ${REELWARP_ARTEFACTS}/VST3/ReelWarp.vst3)
