@@ -1,6 +1,5 @@
 #include "plugin/ReelwarpPlugin.h"
 #include "tape/DeckPair.h"
-#include "support/AllocationCounter.h"
 #include "support/Signals.h"
 
 #include <gtest/gtest.h>
@@ -312,51 +311,5 @@ TEST(ReelwarpPlugin, TransportCaptureFollowsTheHost)
     EXPECT_DOUBLE_EQ(ctx.positionInBar, std::fmod(40.25, 3.0));
     p.setPlayHead(nullptr);
 }
-
-TEST(ReelwarpPlugin, NoHeapAllocationOnTheAudioThreadAfterTheFirstBlock)
-{
-    for (const auto& l : { layout(Set::stereo(), Set::stereo()), layout(Set::mono(), Set::stereo()),
-                           layout(Set::mono(), Set::mono()) })
-    {
-        qel::ReelwarpPlugin p;
-        ASSERT_TRUE(p.setBusesLayout(l));
-        FakePlayHead head;
-        juce::AudioPlayHead::PositionInfo info;
-        info.setBpm(128.0);
-        info.setIsPlaying(true);
-        head.info = info;
-        p.setPlayHead(&head);
-        p.prepareToPlay(48000.0, 512);
-
-        juce::AudioBuffer<float> buffer(2, 512);
-        juce::MidiBuffer midi;
-        midi.ensureSize(4096);
-        qel::test::fillTestSignal(buffer, 0, 48000.0);
-        p.processBlock(buffer, midi);
-
-        size_t allocations = 0;
-        for (int block = 1; block < 200; ++block)
-        {
-            qel::test::fillTestSignal(buffer, block * 512, 48000.0);
-            midi.clear();
-            midi.addEvent(juce::MidiMessage::controllerEvent(1, 118, 127), block % 512);
-            midi.addEvent(juce::MidiMessage::noteOn(1, 64, (juce::uint8) 90), 7);
-            const int frames = block % 7 == 0 ? 0 : 512 - block % 5;
-            juce::AudioBuffer<float> view(buffer.getArrayOfWritePointers(), 2, frames);
-            qel::test::AllocationCounter counter;
-            p.processBlock(view, midi);
-            allocations += counter.count();
-        }
-        EXPECT_EQ(allocations, 0u);
-        p.setPlayHead(nullptr);
-    }
-}
-
-} // namespace
-
-#include "files/VFSHolder.h"
-
-namespace
-{
 
 } // namespace
