@@ -20,7 +20,7 @@ export CCACHE_MAXSIZE ?= 8G
 
 TSAN_BUILD ?= build-tsan
 
-.PHONY: all deps configure build install demo test test-fast test-asan test-tsan bench clean
+.PHONY: all deps configure build install demo test test-fast test-asan test-tsan soak bench clean
 
 all: build
 
@@ -58,17 +58,68 @@ demo: install
 	@echo "Look:   $(OUT)/demo-reelwarp.png (input and output side by side)"
 
 # Everything CI runs: the release build's tests, then the sanitizer builds'.
-test: test-fast test-asan test-tsan
+test: test-fast test-asan test-tsan test-rtsan
 
 test-fast: build
 	cd $(BUILD) && ctest --output-on-failure -j$(JOBS)
+	$(MAKE) soak SOAK_MINUTES=1
 
+# Audio at the heaviest settings, faster than real time: finite, bounded, and
+# memory flat after the first minute. CI runs a minute of it; the full hour is local.
+SOAK_MINUTES ?= 60
+soak: build
+	$(BUILD)/tools/reelwarp-soak $(SOAK_MINUTES) 96000
+
+# The fuzz targets are built here too (REELWARP_FUZZ), and each runs briefly after the tests.
 test-asan: deps
 	CC=clang-19 CXX=clang++-19 cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-	    -DREELWARP_SANITIZE=address -DREELWARP_BENCH=OFF
+	    -DREELWARP_SANITIZE=address -DREELWARP_BENCH=OFF -DREELWARP_FUZZ=ON
 	cmake --build $(ASAN_BUILD) -j$(JOBS) --target reelwarp_tests
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
 	    ctest --output-on-failure -j$(JOBS)
+	$(MAKE) fuzz-smoke
+
+# libFuzzer targets (tests/fuzz), in the sanitizer build. Each runs
+# FUZZ_SECONDS on a corpus under the build folder that starts from the
+# committed seeds; crash inputs are written beside it. Any crash fails make.
+FUZZ_TARGETS = fuzz_host_state fuzz_preset fuzz_parameter_text fuzz_host_calls
+FUZZ_FLAGS   ?= -timeout=30 -rss_limit_mb=4096 -print_final_stats=1
+
+.PHONY: fuzz-build fuzz-smoke fuzz
+
+fuzz-build: deps
+	CC=clang-19 CXX=clang++-19 cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	    -DREELWARP_SANITIZE=address -DREELWARP_BENCH=OFF -DREELWARP_FUZZ=ON
+	cmake --build $(ASAN_BUILD) -j$(JOBS) --target reelwarp_fuzzers
+
+# A short run of each target on a fresh copy of its seeds.
+fuzz-smoke: FUZZ_SECONDS ?= 20
+fuzz-smoke: fuzz-build
+	@for t in $(FUZZ_TARGETS); do \
+	    dir=$(ASAN_BUILD)/fuzz-smoke/$$t; rm -rf $$dir; mkdir -p $$dir/corpus; \
+	    cp tests/fuzz/corpus/$$t/* $$dir/corpus/; \
+	    echo "== $$t: $(FUZZ_SECONDS) s"; \
+	    ASAN_OPTIONS=abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
+	        $(ASAN_BUILD)/tests/fuzz/$$t $$dir/corpus -max_total_time=$(FUZZ_SECONDS) \
+	        -artifact_prefix=$$dir/ $(FUZZ_FLAGS) > $$dir/log.txt 2>&1 \
+	        || { tail -n 60 $$dir/log.txt; echo "$$t crashed: see $$dir"; exit 1; }; \
+	    grep -E '^stat::(number_of_executed_units|average_exec_per_sec)' $$dir/log.txt || true; \
+	done
+
+# The long run: the corpus grows under the build folder from one run to the next.
+fuzz: FUZZ_SECONDS ?= 600
+fuzz: fuzz-build
+	@failed=""; for t in $(FUZZ_TARGETS); do \
+	    dir=$(ASAN_BUILD)/fuzz/$$t; mkdir -p $$dir/corpus; \
+	    cp -n tests/fuzz/corpus/$$t/* $$dir/corpus/ 2>/dev/null; \
+	    echo "== $$t: $(FUZZ_SECONDS) s, log $$dir/log.txt"; \
+	    ASAN_OPTIONS=abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
+	        $(ASAN_BUILD)/tests/fuzz/$$t $$dir/corpus -max_total_time=$(FUZZ_SECONDS) \
+	        -artifact_prefix=$$dir/ $(FUZZ_FLAGS) > $$dir/log.txt 2>&1 \
+	        || { tail -n 60 $$dir/log.txt; failed="$$failed $$t"; }; \
+	    grep -E '^stat::(number_of_executed_units|average_exec_per_sec)' $$dir/log.txt || true; \
+	done; \
+	if [ -n "$$failed" ]; then echo "crashed:$$failed (inputs under $(ASAN_BUILD)/fuzz/)"; exit 1; fi
 
 # The concurrent parts under ThreadSanitizer.
 test-tsan: deps
@@ -77,9 +128,18 @@ test-tsan: deps
 	cmake --build $(TSAN_BUILD) -j$(JOBS) --target reelwarp_tests
 	cd $(TSAN_BUILD) && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 ctest --output-on-failure -j$(JOBS)
 
+# The audio thread under RealtimeSanitizer (clang 19): every mode, blocks after the first.
+RTSAN_BUILD ?= build-rtsan
+.PHONY: test-rtsan
+test-rtsan: deps
+	CC=clang-19 CXX=clang++-19 cmake -S . -B $(RTSAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	    -DREELWARP_RTSAN=ON -DREELWARP_PLUGINS=OFF -DREELWARP_BENCH=OFF
+	cmake --build $(RTSAN_BUILD) -j$(JOBS) --target rtsan_tests
+	cd $(RTSAN_BUILD) && ctest --output-on-failure -j$(JOBS) -L rtsan
+
 bench: build
 	$(BUILD)/bench/reelwarp_bench
 	$(BUILD)/bench/reelwarp_processor_bench
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(TSAN_BUILD) $(OUT)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(TSAN_BUILD) $(RTSAN_BUILD) $(OUT)

@@ -78,7 +78,13 @@ uint32_t registerRow(const Row& row)
                                           mapper != nullptr ? customCurveKind : 0, mapper);
             d.displayName = row.displayName;
             if (row.parameter == ReelwarpParameter::WowMod)
+            {
                 d.formatter = wowDepthText;
+                // The text reads back: the percentage counts, the cents in brackets only inform.
+                d.parser = [plain = d](const ParameterContext* context, const String& text, float& value) {
+                    return plain.fromString(context, text.upToFirstOccurrenceOf("(", false, false), value);
+                };
+            }
             return registry.registerFloat(d);
         }
         case Row::Kind::toggle:

@@ -75,9 +75,10 @@ bool ReelwarpProcessor::loadParameters(const tinyxml2::XMLElement& element, int 
 {
     const bool ok = BasicProcessingElement::loadParameters(element, version);
     const auto& resistance = reelwarpParameterRow(ReelwarpParameter::Hysteresis);
-    float old = 0.0f;
-    if (version < 1 && element.QueryFloatAttribute(resistance.name, &old) == tinyxml2::XML_SUCCESS)
-        setParameterFloat(reelwarpParameterId(resistance.parameter), resistanceFromOldScale(old));
+    // The value as loaded, already clamped to the range (NaN to its minimum), not the raw text.
+    const auto id = reelwarpParameterId(resistance.parameter);
+    if (version < 1 && element.FindAttribute(resistance.name) != nullptr)
+        setParameterFloat(id, resistanceFromOldScale(getParameterFloat(id)));
     return ok;
 }
 
