@@ -1,6 +1,5 @@
 #include "element/Bindings.h"
 #include "element/ProcessingElement.h"
-#include "support/AllocationCounter.h"
 
 #include <gtest/gtest.h>
 
@@ -208,20 +207,6 @@ TEST_F(Fixture, ParameterEventsSetTheirParameter)
     block(32);
     EXPECT_EQ(effect.state().plain, 0.25f);
     EXPECT_EQ(effect.state().steps, 4);
-}
-
-TEST_F(Fixture, BlocksAllocateNothing)
-{
-    block(512);
-    size_t allocations = 0;
-    for (int n = 0; n < 50; ++n)
-    {
-        effect.setParameterFloatDeferred(ids.level, n % 2 ? 0.5f : 1.5f, true);
-        qel::test::AllocationCounter counter;
-        block(512 - n);
-        allocations += counter.count();
-    }
-    EXPECT_EQ(allocations, 0u);
 }
 
 } // namespace

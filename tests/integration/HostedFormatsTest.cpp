@@ -146,27 +146,6 @@ TEST_P(HostedFormat, OffersTheProductsLayouts)
     }
 }
 
-TEST_P(HostedFormat, SurvivesRepeatedPreparesAndOddBlocks)
-{
-    auto hosted = load(44100.0, 64);
-    ASSERT_NE(hosted, nullptr);
-    juce::MidiBuffer midi;
-    for (const auto rate : { 44100.0, 8000.0, 192000.0, 44100.0 })
-        for (const int size : { 1, 64, 2048, 17 })
-        {
-            hosted->prepareToPlay(rate, size);
-            juce::AudioBuffer<float> buffer(2, size);
-            for (int block = 0; block < 4; ++block)
-            {
-                qel::test::fillTestSignal(buffer, block * size, rate);
-                hosted->processBlock(buffer, midi);
-            }
-            for (int i = 0; i < size; ++i)
-                ASSERT_TRUE(std::isfinite(buffer.getSample(0, i)));
-        }
-}
-
-// A hosted parameter by its display name: LV2 hosts keep their own order.
 juce::AudioProcessorParameter* named(juce::AudioPluginInstance& instance, const juce::String& name)
 {
     for (auto* parameter : instance.getParameters())
@@ -256,47 +235,6 @@ TEST_P(HostedFormat, TheLowLatencySwitchMovesTheLatencyWithoutAPrepare)
     }
 }
 
-TEST_P(HostedFormat, TwoInstancesSideBySideProcessIndependentAudio)
-{
-    auto dry = load(48000.0, 480);
-    auto wet = load(48000.0, 480);
-    ASSERT_NE(dry, nullptr);
-    ASSERT_NE(wet, nullptr);
-    dry->prepareToPlay(48000.0, 480);
-    wet->prepareToPlay(48000.0, 480);
-    named(*dry, "Mix")->setValue(0.0f); // the delayed input alone
-    pumpMessages();
-    juce::MidiBuffer midi;
-    // Silence first, while the mix glides to its new value.
-    for (int block = 0; block < 20; ++block)
-    {
-        juce::AudioBuffer<float> silence(2, 480);
-        silence.clear();
-        dry->processBlock(silence, midi);
-    }
-
-    // The dry one hears a signal, the other silence, block by block in turn.
-    std::vector<float> input, heard;
-    double wetPeak = 0.0;
-    for (int block = 0; block < 20; ++block)
-    {
-        juce::AudioBuffer<float> a(2, 480), b(2, 480);
-        qel::test::fillTestSignal(a, block * 480, 48000.0);
-        b.clear();
-        input.insert(input.end(), a.getReadPointer(0), a.getReadPointer(0) + 480);
-        dry->processBlock(a, midi);
-        wet->processBlock(b, midi);
-        heard.insert(heard.end(), a.getReadPointer(0), a.getReadPointer(0) + 480);
-        wetPeak = std::max(wetPeak, (double) b.getMagnitude(0, 480));
-    }
-    const int latency = 2880; // 60 ms at 48 kHz
-    for (size_t i = 0; i < heard.size(); ++i)
-        ASSERT_NEAR(heard[i], i < (size_t) latency ? 0.0f : input[i - (size_t) latency], 1e-6) << i;
-    EXPECT_LT(wetPeak, 0.01) << "silence in gives no more than tape hiss out";
-}
-
-// The host saves a project and opens it in a new instance: every slot comes
-// back with its value, and still moves the effect of the restored tree.
 TEST_P(HostedFormat, HostStateCarriesEveryParameterIntoAFreshInstance)
 {
     auto source = load(48000.0, 256);

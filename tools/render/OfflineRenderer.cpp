@@ -95,13 +95,4 @@ juce::AudioBuffer<float> renderThroughPlugin(ReelwarpPlugin& plugin, const juce:
     return output;
 }
 
-juce::AudioBuffer<float> renderThroughPlugin(const juce::AudioBuffer<float>& input, double sampleRate, int blockSize)
-{
-    ReelwarpPlugin plugin;
-    RenderJob job;
-    job.sampleRate = sampleRate;
-    job.blockSize = blockSize;
-    return renderThroughPlugin(plugin, input, job);
-}
-
 } // namespace qel::render

@@ -35,9 +35,6 @@ struct RenderJob
 // taken off its start, so that it lines up with the input.
 juce::AudioBuffer<float> renderThroughPlugin(ReelwarpPlugin& plugin, const juce::AudioBuffer<float>& input, const RenderJob& job);
 
-// The same with a fresh instance at its default settings.
-juce::AudioBuffer<float> renderThroughPlugin(const juce::AudioBuffer<float>& input, double sampleRate, int blockSize);
-
 // Sets the instance's layout to the input's channels (mono or stereo).
 bool setLayoutFor(ReelwarpPlugin& plugin, int channels);
 
