@@ -92,8 +92,10 @@ fuzz-build: deps
 	    -DREELWARP_SANITIZE=address -DREELWARP_BENCH=OFF -DREELWARP_FUZZ=ON
 	cmake --build $(ASAN_BUILD) -j$(JOBS) --target reelwarp_fuzzers
 
-# A short run of each target on a fresh copy of its seeds.
+# A short run of each target on a fresh copy of its seeds. The fixed seed
+# makes a failure here one that the same command repeats.
 fuzz-smoke: FUZZ_SECONDS ?= 20
+fuzz-smoke: FUZZ_FLAGS += -seed=1
 fuzz-smoke: fuzz-build
 	@for t in $(FUZZ_TARGETS); do \
 	    dir=$(ASAN_BUILD)/fuzz-smoke/$$t; rm -rf $$dir; mkdir -p $$dir/corpus; \

@@ -66,7 +66,7 @@ FileValue readFileValue(const Element& element, const ParameterInfoBase& binding
         }
         case ValueType::stringValue:
             v.readable = true;
-            v.text = String::fromUTF8(attribute->Value());
+            v.text = textFromUtf8(attribute->Value());
             break;
         default: break;
     }

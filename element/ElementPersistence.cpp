@@ -24,6 +24,52 @@ int readVersionAttribute(const tinyxml2::XMLElement& xml, const juce::String& ty
 
 namespace
 {
+// The length of the well-formed UTF-8 sequence at p, 0 when there is none.
+int wellFormedLength(const unsigned char* p)
+{
+    const unsigned lead = p[0];
+    if (lead < 0x80)
+        return 1;
+    int extra;
+    uint32_t code, smallest;
+    if (lead >= 0xC0 && lead < 0xE0)
+        extra = 1, code = lead & 0x1Fu, smallest = 0x80;
+    else if (lead >= 0xE0 && lead < 0xF0)
+        extra = 2, code = lead & 0x0Fu, smallest = 0x800;
+    else if (lead >= 0xF0 && lead < 0xF8)
+        extra = 3, code = lead & 0x07u, smallest = 0x10000;
+    else
+        return 0; // a stray continuation byte, or no lead byte at all
+    for (int i = 1; i <= extra; ++i)
+    {
+        if ((p[i] & 0xC0) != 0x80) // the terminator stops here too
+            return 0;
+        code = (code << 6) | (p[i] & 0x3Fu);
+    }
+    const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
+    return code >= smallest && code <= 0x10FFFF && !surrogate ? extra + 1 : 0;
+}
+} // namespace
+
+juce::String textFromUtf8(const char* bytes)
+{
+    if (bytes == nullptr)
+        return {};
+    std::string clean;
+    for (const auto* p = reinterpret_cast<const unsigned char*>(bytes); *p != 0;)
+    {
+        const int length = wellFormedLength(p);
+        if (length > 0)
+            clean.append(reinterpret_cast<const char*>(p), static_cast<size_t>(length));
+        else
+            clean.append("\xEF\xBF\xBD"); // U+FFFD for the one byte
+        p += length > 0 ? length : 1;
+    }
+    return juce::String::fromUTF8(clean.data(), static_cast<int>(clean.size()));
+}
+
+namespace
+{
 // Each link of this element whose destination is the parameter.
 template <typename Visit>
 void forEachLinkOf(const Element& element, const String& parameterName, Visit&& visit)
@@ -107,7 +153,7 @@ bool Element::load(const tinyxml2::XMLElement& xml, const ElementLoadOptions& op
             removeProperty(key);
     if (const auto* saved = xml.FirstChildElement("Properties"))
         for (auto* a = saved->FirstAttribute(); a != nullptr; a = a->Next())
-            setProperty(String::fromUTF8(a->Name()), { String::fromUTF8(a->Value()), 1 });
+            setProperty(textFromUtf8(a->Name()), { textFromUtf8(a->Value()), 1 });
 
     flushPending();
     return ok;
@@ -140,7 +186,7 @@ bool Element::loadParameters(const tinyxml2::XMLElement& xml, int version)
 {
     juce::ignoreUnused(version);
     const char* text = xml.Attribute("Name");
-    setName(text != nullptr ? String::fromUTF8(text) : String());
+    setName(textFromUtf8(text));
     for (const bool boolPass : { true, false })
         for (auto& binding : parameters)
         {

@@ -46,4 +46,9 @@ juce::String versionAttributeName(const juce::String& typeName);
 // The attribute's value, 0 when absent or unreadable.
 int readVersionAttribute(const tinyxml2::XMLElement& xml, const juce::String& typeName);
 
+// A document's text, which may hold any bytes: each byte that does not begin
+// a well-formed UTF-8 sequence reads as U+FFFD. JUCE's own reader overruns
+// its buffer on overlong or truncated sequences. Null reads as empty.
+juce::String textFromUtf8(const char* bytes);
+
 } // namespace qel

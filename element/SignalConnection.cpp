@@ -23,7 +23,7 @@ namespace
 String textOf(const tinyxml2::XMLElement& xml, const char* name, const String& fallback = {})
 {
     const char* text = xml.Attribute(name);
-    return text != nullptr ? String::fromUTF8(text) : fallback;
+    return text != nullptr ? textFromUtf8(text) : fallback;
 }
 
 float floatOf(const tinyxml2::XMLElement& xml, const char* name, float fallback)

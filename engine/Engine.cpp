@@ -94,7 +94,7 @@ bool Engine::load(const tinyxml2::XMLElement& xml, const ElementLoadOptions& opt
     bool ok = ProcessingElement::load(xml, options, version);
     for (auto* child = xml.FirstChildElement(); child != nullptr; child = child->NextSiblingElement())
     {
-        auto made = ElementRegistry::instance().create(String::fromUTF8(child->Name()));
+        auto made = ElementRegistry::instance().create(textFromUtf8(child->Name()));
         auto* processor = dynamic_cast<ProcessingElement*>(made.get());
         if (processor == nullptr || processor->getTypeName() == getTypeName())
             continue;

@@ -99,7 +99,7 @@ std::shared_ptr<Engine> loadEngine(const tinyxml2::XMLDocument& document, const 
     const auto* xml = root->FirstChildElement();
     if (xml == nullptr)
         return nullptr;
-    auto made = ElementRegistry::instance().create(String::fromUTF8(xml->Name()));
+    auto made = ElementRegistry::instance().create(textFromUtf8(xml->Name()));
     if (dynamic_cast<Engine*>(made.get()) == nullptr)
         return nullptr;
     std::shared_ptr<Engine> loaded(static_cast<Engine*>(made.release()));

@@ -73,7 +73,7 @@ bool applyPreset(Element& element, tinyxml2::XMLElement& xml, int version, const
         if (element.findBoolParameter(bypassId) != nullptr)
             xml.SetAttribute("Bypass", element.getParameterBool(bypassId) ? 1 : 0);
     }
-    if (ElementRegistry::instance().resolveAlias(String::fromUTF8(xml.Name())) != element.getTypeName())
+    if (ElementRegistry::instance().resolveAlias(textFromUtf8(xml.Name())) != element.getTypeName())
         return false;
 
     const juce::ScopedLock guard(element.getLock());

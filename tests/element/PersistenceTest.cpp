@@ -12,6 +12,7 @@
 #include <tinyxml2.h>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <random>
 
@@ -160,6 +161,39 @@ TEST_F(Loading, AVisitorCanRefuseAnElement)
     EXPECT_TRUE(h.processor.load(*document.RootElement(), options, qel::currentLayoutVersion));
     EXPECT_FLOAT_EQ(h.number("Feedback"), 0.5f);
     EXPECT_EQ(h.processor.getName(), "Other");
+}
+
+// Documents may hold any bytes: well-formed UTF-8 reads as it stands, and
+// each byte outside a well-formed sequence reads as U+FFFD.
+TEST(DocumentText, KeepsWellFormedUtf8AndReplacesEachMalformedByte)
+{
+    const std::string wellFormed = "Tape \xC3\xA9 \xE2\x89\x88 \xF0\x9F\x8E\xB8 \xF4\x8F\xBF\xBF \xEF\xBF\xBD";
+    EXPECT_EQ(qel::textFromUtf8(wellFormed.c_str()).toStdString(), wellFormed);
+    EXPECT_TRUE(qel::textFromUtf8(nullptr).isEmpty());
+
+    const std::string r = "\xEF\xBF\xBD";
+    const std::pair<const char*, std::string> malformed[] = {
+        { "a\xC0\x80", "a" + r + r },                  // overlong NUL
+        { "\xE0\x80\xAF", r + r + r },                 // overlong '/'
+        { "\xE2\x89", r + r },                         // cut short by the end
+        { "\xE2\x89" "z", r + r + "z" },               // cut short by a plain character
+        { "\x80" "x", r + "x" },                       // stray continuation byte
+        { "\xF8\x88\x80\x80\x80", r + r + r + r + r }, // five-byte form
+        { "\xED\xA0\x80", r + r + r },                 // surrogate
+        { "\xF4\x90\x80\x80", r + r + r + r },         // above U+10FFFF
+        { "\xFF\xFE", r + r },
+    };
+    for (const auto& [bytes, expected] : malformed)
+        EXPECT_EQ(qel::textFromUtf8(bytes).toStdString(), expected) << juce::String::toHexString(bytes, (int) std::strlen(bytes));
+}
+
+TEST_F(Loading, MalformedUtf8InTheNameLoadsReplaced)
+{
+    document.Parse("<Reelwarp Name=\"\xC0\x80\xE2\x89 Tape\" Feedback=\"0.5\"/>");
+    ASSERT_NE(document.RootElement(), nullptr);
+    EXPECT_TRUE(h.processor.load(*document.RootElement(), {}, qel::currentLayoutVersion));
+    EXPECT_EQ(h.processor.getName().toStdString(), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD Tape");
+    EXPECT_FLOAT_EQ(h.number("Feedback"), 0.5f);
 }
 
 TEST(ElementPersistence, MidiLearnLinksComeBackOnlyWhenAsked)

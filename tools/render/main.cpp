@@ -125,7 +125,7 @@ int main(int argc, char** argv)
 {
     juce::StringArray args;
     for (int i = 1; i < argc; ++i)
-        args.add(juce::String::fromUTF8(argv[i]));
+        args.add(qel::textFromUtf8(argv[i])); // arguments may be any bytes
 
     juce::String error;
     const auto options = parseArguments(args, error);
