@@ -40,9 +40,10 @@ struct DeckPair
 
     void prepare(double fs)
     {
-        deckA.prepare(fs);
-        deckB.prepare(fs);
-        const auto length = static_cast<uint64_t>(2.0 * fs);
+        constexpr double tapeSeconds = 2.0;
+        deckA.prepare(fs, tapeSeconds);
+        deckB.prepare(fs, tapeSeconds);
+        const auto length = static_cast<uint64_t>(tapeSeconds * fs);
         for (TapeDeck* d : { &deckA, &deckB })
         {
             d->setTapeLength(length);

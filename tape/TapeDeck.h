@@ -63,8 +63,9 @@ struct TapeDeck
     FeedbackCompensation feedbackCompensation;
     double noiseGain = 0.0001;
 
-    // Sizes everything for sample rate fs; the pair then shortens the tape.
-    void prepare(double fs)
+    // Sizes everything for sample rate fs, with `seconds` of tape: a pair asks
+    // for its shorter tape here, so that the rings are never larger than used.
+    void prepare(double fs, double seconds = 8.0)
     {
         recordHead.prepare(fs);
         const double controlRate = static_cast<double>(static_cast<float>(fs) * 0.03125f);
@@ -73,7 +74,7 @@ struct TapeDeck
         playHead.setSampleRate(fs);
         noiseReduction.prepare(fs);
         sampleRate = fs;
-        tapeLength = static_cast<uint64_t>(8.0 * fs);
+        tapeLength = static_cast<uint64_t>(seconds * fs);
         inputRing.assign(tapeLength, 0.0);
         outputRing.assign(tapeLength, 0.0);
         demagnetizer.prepare(fs, sampleCount);

@@ -16,6 +16,9 @@ struct FormatCase
     const char* path; // empty when the format is not built in this configuration
 };
 
+// Test listings name the format rather than dump its bytes.
+inline void PrintTo(const FormatCase& format, std::ostream* out) { *out << format.name; }
+
 inline std::unique_ptr<juce::AudioPluginFormat> makeFormat(const juce::String& name)
 {
     if (name == "VST")
