@@ -13,6 +13,14 @@ namespace qel
 // The reproduction losses of tape, each a filter fitted to its analytic loss,
 // designed from a prototype scaled by tape speed.
 
+// The coefficients times the powers of W, highest first: one row of a
+// fifth-order transfer function in s, from its fit in W.
+inline std::array<double, 6> timesPowersOf(double W, const std::array<double, 6>& c) noexcept
+{
+    const double W2 = W * W, W3 = W2 * W, W4 = W3 * W, W5 = W4 * W;
+    return { c[0] * W5, c[1] * W4, c[2] * W3, c[3] * W2, c[4] * W, c[5] };
+}
+
 // exp(-k d) by a fifth-order all-pole fit; W = v / d.
 struct SpacingLoss
 {
@@ -21,15 +29,13 @@ struct SpacingLoss
 
     static std::array<double, 6> denominator(double W) noexcept
     {
-        const double W2 = W * W, W3 = W2 * W, W4 = W3 * W, W5 = W4 * W;
-        return { 31.9140096763945 * W5, 121.5511207267445 * W4, 120.43574323431775 * W3,
-                 52.92163255906025 * W2, 11.328868660114313 * W, 1.0 };
+        return timesPowersOf(W, { 31.9140096763945, 121.5511207267445, 120.43574323431775, 52.92163255906025,
+                                  11.328868660114313, 1.0 });
     }
 
     static std::array<double, 6> numerator(double W) noexcept
     {
-        const double W5 = W * W * W * W * W;
-        return { 32.1662982638662 * W5, 0.0, 0.0, 0.0, 0.0, 0.0 };
+        return timesPowersOf(W, { 32.1662982638662, 0.0, 0.0, 0.0, 0.0, 0.0 });
     }
 
     void design(double speed, double sampleRate) noexcept
@@ -82,16 +88,14 @@ struct WidthResponse
 
     static std::array<double, 6> denominator(double W) noexcept
     {
-        const double W2 = W * W, W3 = W2 * W, W4 = W3 * W, W5 = W4 * W;
-        return { 88.2679631465173 * W5, 712.453595591835 * W4, 1104.5545808559225 * W3,
-                 465.6727280770125 * W2, 50.13744942298344 * W, 1.0 };
+        return timesPowersOf(W, { 88.2679631465173, 712.453595591835, 1104.5545808559225, 465.6727280770125,
+                                  50.13744942298344, 1.0 });
     }
 
     static std::array<double, 6> fringing(double W) noexcept
     {
-        const double W2 = W * W, W3 = W2 * W, W4 = W3 * W, W5 = W4 * W;
-        return { 87.2832402693088 * W5, 586.690665242135 * W4, 577.310113826375 * W3,
-                 101.95851984677438 * W2, 3.2472423428792876 * W, 0.0 };
+        return timesPowersOf(W, { 87.2832402693088, 586.690665242135, 577.310113826375, 101.95851984677438,
+                                  3.2472423428792876, 0.0 });
     }
 
     static double cornerScale(double ratio) noexcept { return (ratio - 1.0) * trackWidth; }

@@ -92,7 +92,8 @@ bool applyPresetOption(Element& effect, const juce::String& wanted, bool tape, j
         return true;
     }
     const auto file = juce::File::getCurrentWorkingDirectory().getChildFile(wanted);
-    if (wanted.endsWithIgnoreCase(".fxps") || wanted.containsChar('/') && file.existsAsFile())
+    // A name with a slash may be a menu path ("01 Classic/Jet Tape"): a file only if one is there.
+    if (wanted.endsWithIgnoreCase(".fxps") || (wanted.containsChar('/') && file.existsAsFile()))
     {
         if (!file.existsAsFile())
         {
@@ -110,7 +111,12 @@ bool applyPresetOption(Element& effect, const juce::String& wanted, bool tape, j
     for (const auto& p : factoryPresets(tape))
     {
         if (wanted.equalsIgnoreCase(p.name) || wanted.equalsIgnoreCase(p.fullName()))
-            return loadPresetFile(&effect, p.path, kindOf(tape)) || (error = "the " + what + " " + p.name + " is damaged", false);
+        {
+            if (loadPresetFile(&effect, p.path, kindOf(tape)))
+                return true;
+            error = "the " + what + " " + p.name + " is damaged";
+            return false;
+        }
         names.add(p.name);
     }
     error = "no " + what + " named \"" + wanted + "\"" + didYouMean(wanted, names) + "; --list-presets shows them all";
