@@ -41,4 +41,28 @@ void runPerSample(benchmark::State& state, const std::vector<double>& input, Pro
     reportRealTimeFactor(state);
 }
 
+// Runs a block per iteration and reports the real-time factor; sink keeps
+// the output alive for the optimiser.
+template <typename Run, typename Sink>
+void runBlocks(benchmark::State& state, Run&& run, Sink& sink)
+{
+    for (auto _ : state)
+    {
+        run();
+        benchmark::DoNotOptimize(sink);
+    }
+    reportRealTimeFactor(state);
+}
+
+// Every noise-reduction encoder against every decoder at light settings,
+// then the heaviest pairs with every stage on.
+inline void encoderDecoderPairs(benchmark::internal::Benchmark* b)
+{
+    b->ArgNames({ "encoder", "decoder", "heavy" });
+    for (int e = 0; e < 4; ++e)
+        for (int d = 0; d < 4; ++d)
+            b->Args({ e, d, 0 });
+    b->Args({ 2, 2, 1 })->Args({ 3, 3, 1 })->Args({ 2, 3, 1 })->Args({ 3, 2, 1 });
+}
+
 } // namespace qel::bench

@@ -72,32 +72,13 @@ struct StereoDecks
 void stereoDecks(benchmark::State& state)
 {
     StereoDecks decks(static_cast<uint32_t>(state.range(0)), static_cast<uint32_t>(state.range(1)), state.range(2) != 0);
-    for (auto _ : state)
-    {
-        decks.run();
-        benchmark::DoNotOptimize(decks.left[0]);
-    }
-    reportRealTimeFactor(state);
+    runBlocks(state, [&] { decks.run(); }, decks.left[0]);
 }
 
 void stereoDecksEachChannel(benchmark::State& state)
 {
     StereoDecks decks(static_cast<uint32_t>(state.range(0)), static_cast<uint32_t>(state.range(1)), state.range(2) != 0);
-    for (auto _ : state)
-    {
-        decks.runEachChannel();
-        benchmark::DoNotOptimize(decks.left[0]);
-    }
-    reportRealTimeFactor(state);
-}
-
-void encoderDecoderPairs(benchmark::internal::Benchmark* b)
-{
-    b->ArgNames({ "encoder", "decoder", "heavy" });
-    for (int e = 0; e < 4; ++e)
-        for (int d = 0; d < 4; ++d)
-            b->Args({ e, d, 0 });
-    b->Args({ 2, 2, 1 })->Args({ 3, 3, 1 })->Args({ 2, 3, 1 })->Args({ 3, 2, 1 });
+    runBlocks(state, [&] { decks.runEachChannel(); }, decks.left[0]);
 }
 
 BENCHMARK(stereoDecks)->Apply(encoderDecoderPairs);

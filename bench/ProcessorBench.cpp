@@ -59,23 +59,9 @@ struct StereoProcessor
 void stereoProcessor(benchmark::State& state)
 {
     StereoProcessor p(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)), state.range(2) != 0);
-    for (auto _ : state)
-    {
-        p.run();
-        benchmark::DoNotOptimize(p.left[0]);
-    }
-    reportRealTimeFactor(state);
+    runBlocks(state, [&] { p.run(); }, p.left[0]);
 }
 
-void settings(benchmark::internal::Benchmark* b)
-{
-    b->ArgNames({ "encoder", "decoder", "heavy" });
-    for (int e = 0; e < 4; ++e)
-        for (int d = 0; d < 4; ++d)
-            b->Args({ e, d, 0 });
-    b->Args({ 2, 2, 1 })->Args({ 3, 3, 1 })->Args({ 2, 3, 1 })->Args({ 3, 2, 1 });
-}
-
-BENCHMARK(stereoProcessor)->Apply(settings);
+BENCHMARK(stereoProcessor)->Apply(encoderDecoderPairs);
 
 } // namespace
