@@ -102,7 +102,13 @@ TEST_P(HostedFormat, OffersTheProductsLayouts)
     if (isVst2(GetParam()))
     {
         // JUCE's VST2 host only compares channel counts, so ask the plug-in itself.
-        auto* effect = static_cast<AEffect*>(hosted->getPlatformSpecificData());
+        struct FindEffect : juce::ExtensionsVisitor
+        {
+            AEffect* effect = nullptr;
+            void visitVSTClient(const VSTClient& client) override { effect = client.getAEffectPtr(); }
+        } find;
+        hosted->getExtensions(find);
+        auto* effect = find.effect;
         ASSERT_NE(effect, nullptr);
         auto offer = [effect](int inType, int inChannels, int outType, int outChannels) {
             VstSpeakerArrangement in {}, out {};
