@@ -38,6 +38,16 @@ String typeWord(ValueType type)
     }
 }
 
+// Range, default and unit of a float or int parameter.
+template <typename Description>
+void describeNumber(ParameterSummary& row, const Description& d)
+{
+    if (d.hasRange())
+        std::tie(row.minimum, row.maximum) = std::make_pair(String(d.minimum), String(d.maximum));
+    row.defaultValue = String(d.defaultValue);
+    row.unit = unitWord(d.displayType);
+}
+
 } // namespace
 
 std::vector<ParameterSummary> summariseParameters(const Element& element)
@@ -53,24 +63,8 @@ std::vector<ParameterSummary> summariseParameters(const Element& element)
         const auto id = d.id;
         switch (binding->valueType())
         {
-            case ValueType::floatValue:
-            {
-                const auto& f = registry.floatDescription(id);
-                if (f.hasRange())
-                    std::tie(row.minimum, row.maximum) = std::make_pair(String(f.minimum), String(f.maximum));
-                row.defaultValue = String(f.defaultValue);
-                row.unit = unitWord(f.displayType);
-                break;
-            }
-            case ValueType::intValue:
-            {
-                const auto& i = registry.intDescription(id);
-                if (i.hasRange())
-                    std::tie(row.minimum, row.maximum) = std::make_pair(String(i.minimum), String(i.maximum));
-                row.defaultValue = String(i.defaultValue);
-                row.unit = unitWord(i.displayType);
-                break;
-            }
+            case ValueType::floatValue: describeNumber(row, registry.floatDescription(id)); break;
+            case ValueType::intValue: describeNumber(row, registry.intDescription(id)); break;
             case ValueType::boolValue:
                 row.minimum = "0";
                 row.maximum = "1";

@@ -180,19 +180,9 @@ TEST_P(DamagedState, LeavesThePluginWorkingAndReadyForAGoodState)
         return true;
     };
 
-    // A good state far from the defaults; switches and choices at one of
-    // their steps, since some hosts keep what they wrote.
+    // A good state far from the defaults.
     std::mt19937 random(20240611u);
-    for (auto* parameter : hosted->getParameters())
-    {
-        if (parameter->getName(100) == "Bypass" || parameter->getName(100) == "Low Latency Mode")
-            continue;
-        const int steps = parameter->getNumSteps();
-        float value = std::uniform_real_distribution<float>(0.1f, 0.9f)(random);
-        if (steps > 1 && steps < 100)
-            value = std::round(value * static_cast<float>(steps - 1)) / static_cast<float>(steps - 1);
-        parameter->setValue(value);
-    }
+    setRandomValues(*hosted, random, 0.1f, 0.9f, { "Bypass", "Low Latency Mode" });
     play();
     awaitPostedRestore();
     juce::MemoryBlock good;

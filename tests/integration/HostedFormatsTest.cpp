@@ -258,17 +258,7 @@ TEST_P(HostedFormat, HostStateCarriesEveryParameterIntoAFreshInstance)
     };
 
     std::mt19937 random(static_cast<uint32_t>(juce::String(GetParam().name).hashCode()));
-    for (auto* parameter : source->getParameters())
-    {
-        if (parameter->getName(100) == "Bypass") // the host's own switch
-            continue;
-        // Switches and choices at one of their steps: some hosts keep what they wrote.
-        const int steps = parameter->getNumSteps();
-        float value = std::uniform_real_distribution<float>(0.0f, 1.0f)(random);
-        if (steps > 1 && steps < 100)
-            value = std::round(value * static_cast<float>(steps - 1)) / static_cast<float>(steps - 1);
-        parameter->setValue(value);
-    }
+    setRandomValues(*source, random, 0.0f, 1.0f, { "Bypass" }); // Bypass: the host's own switch
     named(*source, "Low Latency Mode")->setValue(0.0f); // it caps the depth that the effect reports
     settle(*source);
     juce::MemoryBlock state;

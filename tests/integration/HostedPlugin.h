@@ -5,7 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
+#include <initializer_list>
 #include <memory>
+#include <random>
 
 namespace qel::test
 {
@@ -18,6 +22,24 @@ struct FormatCase
 
 // Test listings name the format rather than dump its bytes.
 inline void PrintTo(const FormatCase& format, std::ostream* out) { *out << format.name; }
+
+// Each parameter but the skipped ones at a random value in [low, high];
+// switches and choices at one of their steps, since some hosts keep what they wrote.
+inline void setRandomValues(juce::AudioPluginInstance& instance, std::mt19937& random, float low, float high,
+                            std::initializer_list<const char*> skipped)
+{
+    for (auto* parameter : instance.getParameters())
+    {
+        const auto name = parameter->getName(100);
+        if (std::any_of(skipped.begin(), skipped.end(), [&](const char* s) { return name == s; }))
+            continue;
+        const int steps = parameter->getNumSteps();
+        float value = std::uniform_real_distribution<float>(low, high)(random);
+        if (steps > 1 && steps < 100)
+            value = std::round(value * static_cast<float>(steps - 1)) / static_cast<float>(steps - 1);
+        parameter->setValue(value);
+    }
+}
 
 inline std::unique_ptr<juce::AudioPluginFormat> makeFormat(const juce::String& name)
 {

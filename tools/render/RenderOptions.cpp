@@ -1,5 +1,7 @@
 #include "RenderOptions.h"
 
+#include <type_traits>
+
 namespace qel::render
 {
 
@@ -59,6 +61,9 @@ bool toInteger(const juce::String& text, int& out)
     return true;
 }
 
+bool toValue(const juce::String& text, double& out) { return toNumber(text, out); }
+bool toValue(const juce::String& text, int& out) { return toInteger(text, out); }
+
 } // namespace
 
 std::optional<RenderOptions> parseArguments(const juce::StringArray& args, juce::String& error)
@@ -78,22 +83,14 @@ std::optional<RenderOptions> parseArguments(const juce::StringArray& args, juce:
             v = args[++i];
             return true;
         };
-        auto number = [&](double low, double high, double& out) {
+        // The option's value, read as a number of out's kind within [low, high].
+        auto ranged = [&](auto low, auto high, auto& out) {
             if (!value())
                 return false;
-            if (!toNumber(v, out) || out < low || out > high)
+            if (!toValue(v, out) || out < low || out > high)
             {
-                error = a + " takes a number from " + juce::String(low) + " to " + juce::String(high) + ", not \"" + v + "\"";
-                return false;
-            }
-            return true;
-        };
-        auto integer = [&](int low, int high, int& out) {
-            if (!value())
-                return false;
-            if (!toInteger(v, out) || out < low || out > high)
-            {
-                error = a + " takes a whole number from " + juce::String(low) + " to " + juce::String(high) + ", not \"" + v + "\"";
+                const juce::String kind = std::is_integral_v<std::decay_t<decltype(out)>> ? "a whole number" : "a number";
+                error = a + " takes " + kind + " from " + juce::String(low) + " to " + juce::String(high) + ", not \"" + v + "\"";
                 return false;
             }
             return true;
@@ -140,12 +137,12 @@ std::optional<RenderOptions> parseArguments(const juce::StringArray& args, juce:
             o.settings.emplace_back(v.upToFirstOccurrenceOf("=", false, false).trim(),
                                     v.fromFirstOccurrenceOf("=", false, false).trim());
         }
-        else if (a == "--seconds") { if (!number(0.001, 3600.0, o.demoSeconds)) return {}; }
-        else if (a == "--sample-rate") { if (!number(8000.0, 384000.0, d)) return {}; o.sampleRate = d; }
-        else if (a == "--tempo") { if (!number(1.0, 999.0, d)) return {}; o.tempo = d; }
-        else if (a == "--position") { if (!number(0.0, 1.0e7, o.positionBeats)) return {}; }
-        else if (a == "--tail") { if (!number(0.0, 600.0, o.tailSeconds)) return {}; }
-        else if (a == "--block") { if (!integer(1, 65536, o.block)) return {}; }
+        else if (a == "--seconds") { if (!ranged(0.001, 3600.0, o.demoSeconds)) return {}; }
+        else if (a == "--sample-rate") { if (!ranged(8000.0, 384000.0, d)) return {}; o.sampleRate = d; }
+        else if (a == "--tempo") { if (!ranged(1.0, 999.0, d)) return {}; o.tempo = d; }
+        else if (a == "--position") { if (!ranged(0.0, 1.0e7, o.positionBeats)) return {}; }
+        else if (a == "--tail") { if (!ranged(0.0, 600.0, o.tailSeconds)) return {}; }
+        else if (a == "--block") { if (!ranged(1, 65536, o.block)) return {}; }
         else if (a == "--bits")
         {
             if (!value())
