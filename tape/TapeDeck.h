@@ -82,15 +82,13 @@ struct TapeDeck
         driveCompensation.jumpTo(static_cast<float>(driveCompensationTarget));
     }
 
+    // Sizes the tape; clear() then puts silence on all of it.
     void setTapeLength(uint64_t length)
     {
         tapeLength = length;
         inputRing.resize(length);
         outputRing.resize(length);
-        std::fill(inputRing.begin(), inputRing.end(), 0.0);
-        std::fill(outputRing.begin(), outputRing.end(), 0.0);
-        speedRing.assign(length / samplesPerTick, 0.0);
-        sampleCount = 0;
+        speedRing.resize(length / samplesPerTick);
     }
 
     // The tape starts again: silence on it, heads back at their start.
