@@ -71,9 +71,10 @@ soak: build
 	$(BUILD)/tools/reelwarp-soak $(SOAK_MINUTES) 96000
 
 # The fuzz targets are built here too (REELWARP_FUZZ), and each runs briefly after the tests.
+ASAN_CONFIGURE = CC=clang-19 CXX=clang++-19 cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -DREELWARP_SANITIZE=address -DREELWARP_BENCH=OFF -DREELWARP_FUZZ=ON
 test-asan: deps
-	CC=clang-19 CXX=clang++-19 cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-	    -DREELWARP_SANITIZE=address -DREELWARP_BENCH=OFF -DREELWARP_FUZZ=ON
+	$(ASAN_CONFIGURE)
 	cmake --build $(ASAN_BUILD) -j$(JOBS) --target reelwarp_tests
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
 	    ctest --output-on-failure -j$(JOBS)
@@ -88,8 +89,7 @@ FUZZ_FLAGS   ?= -timeout=30 -rss_limit_mb=4096 -print_final_stats=1
 .PHONY: fuzz-build fuzz-smoke fuzz
 
 fuzz-build: deps
-	CC=clang-19 CXX=clang++-19 cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-	    -DREELWARP_SANITIZE=address -DREELWARP_BENCH=OFF -DREELWARP_FUZZ=ON
+	$(ASAN_CONFIGURE)
 	cmake --build $(ASAN_BUILD) -j$(JOBS) --target reelwarp_fuzzers
 
 # A short run of each target on a fresh copy of its seeds. The fixed seed

@@ -30,4 +30,19 @@ FileValue readFileValue(const Element& element, const ParameterInfoBase& binding
 // Through the immediate setter, with all its notifications.
 void applyFileValue(Element& element, const ParameterInfoBase& binding, const FileValue& value);
 
+// The parameters a file may set: persistent and writable, the switches first,
+// so that a synced value reads knowing whether SyncToHost is on.
+template <typename Visit>
+void forEachLoadableParameter(const Element& element, Visit&& visit)
+{
+    for (const bool switches : { true, false })
+        for (const auto& binding : element.getParameters())
+        {
+            const auto& d = binding->description();
+            if ((binding->valueType() == ValueType::boolValue) == switches && d.has(ParameterFlags::persistent)
+                && !d.has(ParameterFlags::readOnly))
+                visit(*binding);
+        }
+}
+
 } // namespace qel

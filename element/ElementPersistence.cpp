@@ -187,15 +187,9 @@ bool Element::loadParameters(const tinyxml2::XMLElement& xml, int version)
     juce::ignoreUnused(version);
     const char* text = xml.Attribute("Name");
     setName(textFromUtf8(text));
-    for (const bool boolPass : { true, false })
-        for (auto& binding : parameters)
-        {
-            const auto& d = binding->description();
-            if ((binding->valueType() == ValueType::boolValue) != boolPass || !d.has(ParameterFlags::persistent)
-                || d.has(ParameterFlags::readOnly))
-                continue;
-            applyFileValue(*this, *binding, readFileValue(*this, *binding, xml)); // absent: the default
-        }
+    forEachLoadableParameter(*this, [&](const ParameterInfoBase& binding) {
+        applyFileValue(*this, binding, readFileValue(*this, binding, xml)); // absent: the default
+    });
     return true;
 }
 

@@ -2,8 +2,6 @@
 
 #include "engine/Engine.h"
 
-#include <tuple>
-
 namespace qel
 {
 
@@ -43,7 +41,10 @@ template <typename Description>
 void describeNumber(ParameterSummary& row, const Description& d)
 {
     if (d.hasRange())
-        std::tie(row.minimum, row.maximum) = std::make_pair(String(d.minimum), String(d.maximum));
+    {
+        row.minimum = String(d.minimum);
+        row.maximum = String(d.maximum);
+    }
     row.defaultValue = String(d.defaultValue);
     row.unit = unitWord(d.displayType);
 }

@@ -59,8 +59,7 @@ void Plugin::saveState(tinyxml2::XMLDocument& document)
     });
     // No time limit: the host waits for the message thread, however long it takes.
     if (posted)
-        while (!saved.wait(1000))
-            juce::Thread::sleep(1);
+        saved.wait();
 }
 
 void Plugin::getStateInformation(juce::MemoryBlock& destData)
@@ -118,27 +117,31 @@ void Plugin::restoreState(const std::shared_ptr<tinyxml2::XMLDocument>& document
     if (getPendingState() != document)
         return; // a newer state replaced this one: only the last is restored
 
-    const juce::ScopedLock guard(renderLock);
-    // The former tree lives until the proxy has left it.
-    const auto former = engine;
-    if (auto loaded = loadEngine(*document, stateFile))
+    // The former tree lives until the proxy has left it, and is freed after
+    // the lock: blocks pass dry while it is held.
+    std::shared_ptr<Engine> former;
     {
-        engine = std::move(loaded);
-        furtherBuses.clear();
-        mainBus.reset();
-        // The host's format, or the one the former tree was last prepared with.
-        const double rate = getSampleRate() > 0.0 ? getSampleRate() : static_cast<double>(former->getEngineSampleRate());
-        const int blockSize = getBlockSize() > 0 ? getBlockSize() : static_cast<int>(former->getBlockSize());
-        if (rate > 0.0 && blockSize > 0 && (getSampleRate() > 0.0 || former->isPrepared()))
+        const juce::ScopedLock guard(renderLock);
+        former = engine;
+        if (auto loaded = loadEngine(*document, stateFile))
         {
-            prepareEngine(rate, blockSize);
-            needsPrepare = false;
+            engine = std::move(loaded);
+            furtherBuses.clear();
+            mainBus.reset();
+            // The host's format, or the one the former tree was last prepared with.
+            const double rate = getSampleRate() > 0.0 ? getSampleRate() : static_cast<double>(former->getEngineSampleRate());
+            const int blockSize = getBlockSize() > 0 ? getBlockSize() : static_cast<int>(former->getBlockSize());
+            if (rate > 0.0 && blockSize > 0 && (getSampleRate() > 0.0 || former->isPrepared()))
+            {
+                prepareEngine(rate, blockSize);
+                needsPrepare = false;
+            }
         }
+        setEngine(engine);
+        // Hosts that read values before a posted restore ran learn the new ones.
+        for (auto* slot : exported)
+            slot->sendValueChangedMessageToListeners(slot->getValue());
     }
-    setEngine(engine);
-    // Hosts that read values before a posted restore ran learn the new ones.
-    for (auto* slot : exported)
-        slot->sendValueChangedMessageToListeners(slot->getValue());
 
     const juce::SpinLock::ScopedLockType pendingGuard(stateDocumentLock);
     if (stateDocument == document)

@@ -77,21 +77,17 @@ bool applyPreset(Element& element, tinyxml2::XMLElement& xml, int version, const
         return false;
 
     const juce::ScopedLock guard(element.getLock());
-    for (const bool boolPass : { true, false })
-        for (const auto& binding : element.getParameters())
-        {
-            const auto& d = binding->description();
-            const auto id = binding->id();
-            if ((binding->valueType() == ValueType::boolValue) != boolPass || !d.has(ParameterFlags::persistent)
-                || d.has(ParameterFlags::readOnly) || !kind.takes(id) || isParameterLocked(element, id))
-                continue;
-            auto value = readFileValue(element, *binding, xml);
-            if (!value.present)
-                continue; // a preset that lacks a parameter leaves it alone
-            if (value.readable && binding->valueType() == ValueType::floatValue)
-                value.number = element.convertPresetValue(id, value.number, version);
-            applyFileValue(element, *binding, value);
-        }
+    forEachLoadableParameter(element, [&](const ParameterInfoBase& binding) {
+        const auto id = binding.id();
+        if (!kind.takes(id) || isParameterLocked(element, id))
+            return;
+        auto value = readFileValue(element, binding, xml);
+        if (!value.present)
+            return; // a preset that lacks a parameter leaves it alone
+        if (value.readable && binding.valueType() == ValueType::floatValue)
+            value.number = element.convertPresetValue(id, value.number, version);
+        applyFileValue(element, binding, value);
+    });
     element.setProperty(kind.propertyKey, { path.toString(), 1 });
     if (kind.supersededKey.isNotEmpty())
         element.removeProperty(kind.supersededKey);
