@@ -1,5 +1,6 @@
 # VST2 interface headers for JUCE, generated from Debian's fst headers, with
-# two structures given the size that JUCE's wrapper and host assume:
+# the published numbers for fst's placeholders (see below) and two structures
+# given the size that JUCE's wrapper and host assume:
 # - fst declares VstSpeakerArrangement::speakers as a flexible array, but JUCE
 #   sizes that structure with the classic eight entries, so both sides would
 #   write past their heap blocks;
@@ -27,6 +28,56 @@ file(READ ${REELWARP_FST_DIR}/fst.h _fst)
 reelwarp_fix_fst("t_fstSpeakerProperties speakers[];" "t_fstSpeakerProperties speakers[8];")
 reelwarp_fix_fst("  char shortLabel[8];\n} FST_UNKNOWN(t_fstPinProperties);"
                  "  char shortLabel[8];\n  char future[48];\n} FST_UNKNOWN(t_fstPinProperties);")
+
+# fst numbers the names its authors could not place 100000 plus a line of
+# fst.h; a host knows only the published numbers, so each gets its own here.
+include(Vst2PublishedNumbers)
+set(_placeholder_prefixes HOST_OPCODE audioMaster EFFECT_OPCODE eff EFFECT_CATEGORY kPlugCateg
+                          SPEAKER kSpeaker CONSTANT kVst FLAG kVst)
+set(_kinds "HOST_OPCODE|EFFECT_OPCODE|EFFECT_CATEGORY|SPEAKER|CONSTANT|FLAG")
+string(REGEX MATCHALL "\n[ \t]*FST_(${_kinds})_UNKNOWN\\([A-Za-z0-9_]+\\)" _placeholders "${_fst}")
+set(_unnumbered "")
+foreach(_placeholder ${_placeholders})
+    string(REGEX REPLACE "^[\n \t]*FST_([A-Z_]+)_UNKNOWN\\(([A-Za-z0-9_]+)\\)$" "\\1;\\2" _parts "${_placeholder}")
+    list(GET _parts 0 _kind)
+    list(GET _parts 1 _suffix)
+    list(FIND _placeholder_prefixes ${_kind} _at)
+    math(EXPR _at "${_at} + 1")
+    list(GET _placeholder_prefixes ${_at} _prefix)
+    set(_name ${_prefix}${_suffix})
+    set(_value "")
+    foreach(_entry ${REELWARP_VST2_PUBLISHED_NUMBERS})
+        if(_entry MATCHES "^${_name}=(.+)$")
+            set(_value ${CMAKE_MATCH_1})
+        endif()
+    endforeach()
+    if(_value STREQUAL "")
+        list(APPEND _unnumbered ${_name})
+    else()
+        string(STRIP "${_placeholder}" _call)
+        string(REPLACE "${_call}" "${_name} = ${_value}" _fst "${_fst}")
+    endif()
+endforeach()
+
+# A newer fst may add placeholders; the build stops if JUCE's VST2 code uses one.
+file(GLOB _juce_vst2_sources
+    ${JUCE_MODULES_DIR}/juce_audio_plugin_client/VST/*.cpp
+    ${JUCE_MODULES_DIR}/juce_audio_plugin_client/VST/*.h
+    ${JUCE_MODULES_DIR}/juce_audio_processors/format_types/juce_VST*.cpp
+    ${JUCE_MODULES_DIR}/juce_audio_processors/format_types/juce_VST*.h)
+if(NOT _juce_vst2_sources)
+    message(FATAL_ERROR "JUCE's VST2 sources not found under ${JUCE_MODULES_DIR}")
+endif()
+foreach(_source ${_juce_vst2_sources})
+    file(READ ${_source} _text)
+    foreach(_name ${_unnumbered})
+        if(_text MATCHES "[^A-Za-z0-9_]${_name}[^A-Za-z0-9_]")
+            message(FATAL_ERROR "fst.h gives ${_name} only a placeholder number and ${_source} uses it: "
+                                "add its published number to cmake/Vst2PublishedNumbers.cmake")
+        endif()
+    endforeach()
+endforeach()
+
 # Quieten the reverse-engineering notes that fst prints on every include.
 string(REGEX REPLACE "\n# *warning [^\n]*" "\n" _fst "${_fst}")
 # Written through configure_file so that an unchanged header keeps its time stamp.
