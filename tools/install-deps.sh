@@ -13,6 +13,7 @@ packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     clang-19 libclang-rt-19-dev
     xvfb xauth
+    ardour
 )
 
 missing=()

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <fstream>
 #include <memory>
 #include <random>
 
@@ -44,6 +45,26 @@ TEST_P(HostedFormat, DescribesTheProduct)
         if (juce::String(GetParam().name) == "VST3")
             EXPECT_EQ(description->version, "1.0.0");
     }
+}
+
+// Every Reel Warp library in this process is this build's: a copy installed
+// on a host's default search path must not stand in for it, nor load beside it.
+TEST_P(HostedFormat, LoadsThisBuildsBinaryAndNoOther)
+{
+    auto hosted = load(48000.0, 256);
+    ASSERT_NE(hosted, nullptr);
+    const auto artefacts = juce::File(REELWARP_VST2_BINARY).getParentDirectory().getParentDirectory().getFullPathName();
+    std::ifstream maps("/proc/self/maps");
+    int mapped = 0;
+    for (std::string line; std::getline(maps, line);)
+    {
+        const auto path = juce::String(line).fromFirstOccurrenceOf("/", true, false);
+        if (!path.containsIgnoreCase("ReelWarp") || !path.endsWith(".so"))
+            continue;
+        ++mapped;
+        EXPECT_TRUE(path.startsWith(artefacts)) << path << " is not of this build";
+    }
+    EXPECT_GT(mapped, 0);
 }
 
 TEST_P(HostedFormat, MatchesTheInProcessChainAcrossRatesAndBlockSizes)
