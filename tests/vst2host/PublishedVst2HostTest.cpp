@@ -39,11 +39,6 @@ struct CallbackLog
         opcodes.clear();
         delaysAtIOChanged.clear();
     }
-    int count(int32_t opcode)
-    {
-        std::lock_guard<std::mutex> guard(lock);
-        return (int) std::count(opcodes.begin(), opcodes.end(), opcode);
-    }
 };
 
 CallbackLog& log()
