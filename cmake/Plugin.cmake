@@ -15,7 +15,7 @@ juce_add_plugin(ReelWarp
     COMPANY_NAME "QEL"
     COMPANY_WEBSITE "https://qel.net"
     BUNDLE_ID "net.qel.Reelwarp"
-    VERSION 1.0.0
+    VERSION ${PROJECT_VERSION}
     PLUGIN_MANUFACTURER_CODE Qelx
     PLUGIN_CODE QRwp
     FORMATS ${REELWARP_FORMATS}
@@ -52,8 +52,8 @@ target_link_options(ReelWarp_VST PRIVATE
     -Wl,--version-script=${CMAKE_SOURCE_DIR}/cmake/vst2-exports.map)
 set_property(TARGET ReelWarp_VST APPEND PROPERTY LINK_DEPENDS ${CMAKE_SOURCE_DIR}/cmake/vst2-exports.map)
 
-# The VST3 binary survives a damaged state from its host.
-include(PatchedVst3Wrapper)
+# JUCE's VST3 and LV2 clients, with their faults fixed.
+include(PatchedJuce)
 
 set(REELWARP_ARTEFACTS ${CMAKE_BINARY_DIR}/ReelWarp_artefacts/${CMAKE_BUILD_TYPE})
 set(REELWARP_VST2_BINARY ${REELWARP_ARTEFACTS}/VST/libReelWarp.so)

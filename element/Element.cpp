@@ -1,6 +1,8 @@
 #include "element/Element.h"
 
 #include <algorithm>
+#include <optional>
+#include <type_traits>
 
 namespace qel
 {
@@ -18,6 +20,12 @@ bool matchesPattern(const String& name, const String& pattern)
     return name.startsWith(pattern.substring(0, star));
 }
 } // namespace
+
+juce::CriticalSection& treeLock() noexcept
+{
+    static juce::CriticalSection lock;
+    return lock;
+}
 
 Element::Element(const String& type, const String& elementName)
     : selfReference(std::make_shared<Element*>(this)),
@@ -363,16 +371,23 @@ void Element::setImmediate(uint32_t id, const T& value)
         return;
     binding->clearPending();
     const auto& d = binding->description();
-    if (d.has(ParameterFlags::elementLevel))
-        binding->set(this, value);
-    else
     {
-        if (referenceState != nullptr)
-            binding->set(referenceState.get(), value);
-        if (processState != nullptr)
-            binding->set(processState.get(), value);
+        // Numbers are saved from their published cells, and a handler may set
+        // one on the audio thread; a text is read where it is written.
+        std::optional<juce::ScopedLock> guard;
+        if constexpr (std::is_same_v<T, String>)
+            guard.emplace(treeLock());
+        if (d.has(ParameterFlags::elementLevel))
+            binding->set(this, value);
+        else
+        {
+            if (referenceState != nullptr)
+                binding->set(referenceState.get(), value);
+            if (processState != nullptr)
+                binding->set(processState.get(), value);
+        }
+        publishAll();
     }
-    publishAll();
     parameterSetImmediately(*binding);
     notifyParameterChanged(binding->id());
 }
@@ -399,6 +414,9 @@ void Element::setDeferred(uint32_t id, const T& value, bool deferred)
     else
     {
         binding->clearPending();
+        std::optional<juce::ScopedLock> guard;
+        if constexpr (std::is_same_v<T, String>)
+            guard.emplace(treeLock());
         binding->set(targetOf(binding->description(), referenceState.get()), value);
         pendingAny.store(1);
     }
@@ -459,10 +477,13 @@ void Element::addChild(std::unique_ptr<Element> child)
     if (child == nullptr)
         return;
     auto* raw = child.get();
-    const auto at = std::lower_bound(children.begin(), children.end(), raw->getName(),
-                                     [](const std::unique_ptr<Element>& c, const String& n) { return c->getName() < n; });
-    children.insert(at, std::move(child));
-    raw->setParent(this);
+    {
+        const juce::ScopedLock guard(treeLock());
+        const auto at = std::lower_bound(children.begin(), children.end(), raw->getName(),
+                                         [](const std::unique_ptr<Element>& c, const String& n) { return c->getName() < n; });
+        children.insert(at, std::move(child));
+        raw->setParent(this);
+    }
     raw->forwardPendingLinks();
     if (signals != nullptr)
         signals->childAdded(this, raw);
@@ -474,9 +495,13 @@ std::unique_ptr<Element> Element::removeChild(Element* child)
     const auto it = std::find_if(children.begin(), children.end(), [child](const auto& c) { return c.get() == child; });
     if (it == children.end())
         return nullptr;
-    auto owned = std::move(*it);
-    children.erase(it);
-    owned->setParent(nullptr);
+    std::unique_ptr<Element> owned;
+    {
+        const juce::ScopedLock guard(treeLock());
+        owned = std::move(*it);
+        children.erase(it);
+        owned->setParent(nullptr);
+    }
     if (signals != nullptr)
         signals->childRemoved(this, owned.get());
     markModified();
@@ -496,15 +521,16 @@ void Element::dirtyDone()
 
 void Element::setName(const String& newName)
 {
-    *name = newName;
-    if (parent != nullptr)
     {
+        const juce::ScopedLock guard(treeLock());
+        *name = newName;
         // Keep the parent's children in name order.
-        auto& siblings = parent->children;
-        std::sort(siblings.begin(), siblings.end(), [](const auto& a, const auto& b) { return a->getName() < b->getName(); });
-        if (parent->signals != nullptr)
-            parent->signals->childRenamed(this, newName);
+        if (parent != nullptr)
+            std::sort(parent->children.begin(), parent->children.end(),
+                      [](const auto& a, const auto& b) { return a->getName() < b->getName(); });
     }
+    if (parent != nullptr && parent->signals != nullptr)
+        parent->signals->childRenamed(this, newName);
 }
 
 void Element::setFormat(double rate, int maximumBlockSize)
@@ -518,7 +544,10 @@ void Element::setFormat(double rate, int maximumBlockSize)
 
 void Element::setProperty(const String& key, const ElementProperty& value)
 {
-    properties[key] = value;
+    {
+        const juce::ScopedLock guard(treeLock());
+        properties[key] = value;
+    }
     if (signals != nullptr)
         signals->propertyChanged(key, value);
 }

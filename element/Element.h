@@ -20,6 +20,12 @@ namespace qel
 class ElementParamEnvelope;
 class ScratchArena;
 
+// What a save reads of any tree (names, children, properties, texts, the
+// values an element keeps itself) changes under this lock, and a save from a
+// thread other than the message thread holds it throughout. Whoever holds it
+// only copies data: never a listener, a host, or another lock.
+juce::CriticalSection& treeLock() noexcept;
+
 // The base object of the engine's tree: a name, parameter bindings, sorted
 // children, two states and string properties; signals on first need.
 class Element : public ParameterContext

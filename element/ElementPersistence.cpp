@@ -195,7 +195,12 @@ bool Element::loadParameters(const tinyxml2::XMLElement& xml, int version)
 
 void Element::removeProperty(const String& key)
 {
-    if (properties.erase(key) != 0 && signals != nullptr)
+    size_t erased = 0;
+    {
+        const juce::ScopedLock guard(treeLock());
+        erased = properties.erase(key);
+    }
+    if (erased != 0 && signals != nullptr)
         signals->propertyChanged(key, ElementProperty {});
 }
 

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <utility>
 #include <xmmintrin.h>
 
 namespace qel
@@ -44,7 +45,11 @@ Plugin::~Plugin()
     }
     exported.clear();
     proxy.reset();
-    engine.reset();
+    std::shared_ptr<Engine> last;
+    {
+        const juce::ScopedLock guard(treeLock());
+        last = std::move(engine);
+    }
     --instanceCount;
 }
 
@@ -72,7 +77,9 @@ void Plugin::setEngine(std::shared_ptr<Engine> newEngine)
     if (engine != nullptr && newEngine->getErrors().empty())
         for (const auto& e : engine->getErrors())
             newEngine->addError(e);
-    engine = std::move(newEngine);
+    std::shared_ptr<Engine> former; // freed after the lock
+    const juce::ScopedLock guard(treeLock());
+    former = std::exchange(engine, std::move(newEngine));
 }
 
 // --- the exported bank ---

@@ -1,5 +1,5 @@
-// The host's state: written from the live tree on the message thread,
-// restored there into a new engine that takes over between blocks.
+// The host's state: written from the live tree on whichever thread asks,
+// restored on the message thread into a new engine that takes over between blocks.
 
 #include "plugin/HostState.h"
 #include "plugin/Plugin.h"
@@ -43,23 +43,20 @@ void Plugin::saveState(tinyxml2::XMLDocument& document)
 {
     auto* root = document.NewElement("QEL4");
     document.InsertEndChild(root);
-    auto save = [this, root] {
-        engine->save(*root, {});
-        engine->dirtyDone();
-    };
-    if (juce::MessageManager::existsAndIsCurrentThread() || juce::PluginHostType().isMainStage())
+    // Gathered here, whatever the thread: a host that holds its own lock
+    // around this call while its message thread waits for that lock must
+    // never wait for the message thread in turn.
+    std::weak_ptr<Engine> saved;
     {
-        save();
-        return;
+        const juce::ScopedLock guard(treeLock());
+        engine->save(*root, {});
+        saved = engine;
     }
-    juce::WaitableEvent saved;
-    const bool posted = juce::MessageManager::callAsync([&] {
-        save();
-        saved.signal();
+    // Clean marks are told to listeners, which live on the message thread.
+    onMessageThread([saved](Plugin&) {
+        if (const auto clean = saved.lock())
+            clean->dirtyDone();
     });
-    // No time limit: the host waits for the message thread, however long it takes.
-    if (posted)
-        saved.wait();
 }
 
 void Plugin::getStateInformation(juce::MemoryBlock& destData)
@@ -125,7 +122,10 @@ void Plugin::restoreState(const std::shared_ptr<tinyxml2::XMLDocument>& document
         former = engine;
         if (auto loaded = loadEngine(*document, stateFile))
         {
-            engine = std::move(loaded);
+            {
+                const juce::ScopedLock treeGuard(treeLock());
+                engine = std::move(loaded);
+            }
             furtherBuses.clear();
             mainBus.reset();
             // The host's format, or the one the former tree was last prepared with.

@@ -40,8 +40,6 @@ using Instance = std::unique_ptr<juce::AudioPluginInstance>;
 class HostMatrix : public HostedFormat
 {
 protected:
-    bool lv2() const { return juce::String(GetParam().name) == "LV2"; }
-
     // Loaded, laid out and prepared as a host does it; null when the layout is refused.
     Instance start(double rate, int block, int channels)
     {
@@ -52,30 +50,6 @@ protected:
         EXPECT_EQ(hosted->getTotalNumOutputChannels(), channels);
         hosted->prepareToPlay(rate, block);
         return hosted;
-    }
-
-    // JUCE's LV2 host makes a new plug-in at each prepare and hands it the old
-    // state, restored on the plug-in's own thread in some 35 ms at 48 kHz and
-    // 290 ms at 384 kHz, during which blocks come back as they went in. Waits
-    // twice that, then until a one-frame probe is processed.
-    void awaitRestore(juce::AudioPluginInstance& p, int channels)
-    {
-        if (!lv2())
-            return;
-        awaitPostedRestore();
-        juce::Thread::sleep((int) (p.getSampleRate() / 1000.0));
-        juce::AudioBuffer<float> probe(channels, 1);
-        juce::MidiBuffer midi;
-        for (int attempt = 0; attempt < 300; ++attempt)
-        {
-            for (int c = 0; c < channels; ++c)
-                probe.setSample(c, 0, 0.25f);
-            p.processBlock(probe, midi);
-            if (probe.getSample(0, 0) != 0.25f)
-                return;
-            juce::Thread::sleep(10);
-        }
-        ADD_FAILURE() << "the plug-in never processed a block";
     }
 
     static juce::AudioProcessor::BusesLayout layoutOf(int channels)

@@ -41,9 +41,23 @@ TEST_P(HostedFormat, DescribesTheProduct)
     else
     {
         EXPECT_EQ(description->name, "Reel Warp");
-        // An LV2 bundle carries no version that JUCE reads.
         if (juce::String(GetParam().name) == "VST3")
             EXPECT_EQ(description->version, "1.0.0");
+    }
+    if (lv2())
+    {
+        // JUCE reads no LV2 version, LV2 hosts do: an odd number, or a minor
+        // of zero, marks an unreleased plug-in.
+        const auto manifest = juce::File(GetParam().path).getParentDirectory().getChildFile("dsp.ttl").loadFileAsString();
+        auto number = [&](const char* key) {
+            return manifest.fromFirstOccurrenceOf(key, false, false).upToFirstOccurrenceOf(";", false, false).trim();
+        };
+        const auto minor = number("lv2:minorVersion"), micro = number("lv2:microVersion");
+        ASSERT_TRUE(minor.isNotEmpty() && minor.containsOnly("0123456789") && micro.containsOnly("0123456789")) << minor << " " << micro;
+        EXPECT_GT(minor.getIntValue(), 0);
+        EXPECT_EQ(minor.getIntValue() % 2, 0);
+        EXPECT_EQ(micro.getIntValue() % 2, 0);
+        EXPECT_TRUE(manifest.contains("doap:revision \"1.0.0\""));
     }
 }
 
@@ -246,6 +260,7 @@ TEST_P(HostedFormat, HostStateCarriesEveryParameterIntoAFreshInstance)
     ASSERT_NE(target, nullptr);
     source->prepareToPlay(48000.0, 256);
     target->prepareToPlay(48000.0, 256);
+    awaitPostedRestore(); // else an LV2 prepare's own restore may land after the values below
     juce::AudioBuffer<float> buffer(2, 256);
     juce::MidiBuffer midi;
     auto settle = [&](juce::AudioPluginInstance& instance) {

@@ -1,13 +1,17 @@
-// A host automating from its own thread while the audio thread renders and
-// the message thread changes other parameters and delivers notices.
+// A host automating or saving from its own thread while the audio thread
+// renders and the message thread changes the tree and delivers notices.
+#include "plugin/HostState.h"
 #include "plugin/ReelwarpPlugin.h"
 #include "tape/ReelwarpParameters.h"
 #include "ui/PresetFiles.h"
 
 #include <gtest/gtest.h>
+#include <tinyxml2.h>
 
 #include <atomic>
+#include <string>
 #include <thread>
+#include <vector>
 
 namespace
 {
@@ -119,6 +123,76 @@ TEST(HostAutomation, PresetsAndRestoresOnTheMessageThreadMeetAutomationSafely)
     EXPECT_FLOAT_EQ(plugin.getEngine().findChild("Reelwarp")->getParameterFloat(
                         qel::reelwarpParameterId(ReelwarpParameter::Mix)),
                     0.3f);
+}
+
+std::string savedText(qel::ReelwarpPlugin& plugin)
+{
+    juce::MemoryBlock blob;
+    plugin.getStateInformation(blob);
+    tinyxml2::XMLDocument document;
+    qel::HostState::decode(blob.getData(), blob.getSize(), document);
+    tinyxml2::XMLPrinter printer;
+    document.Print(&printer);
+    return printer.CStr();
+}
+
+// A host saves from a worker while the message thread restores, loads a
+// preset, links and unlinks a parameter and sets a property, and the audio
+// thread renders: no save waits, each is a whole tree, and once the edits
+// stop a worker's save is the message thread's, byte for byte.
+TEST(HostAutomation, AWorkerSavesWhileTheMessageThreadEditsTheTree)
+{
+    qel::ReelwarpPlugin plugin;
+    plugin.prepareToPlay(48000.0, 256);
+    juce::MemoryBlock state;
+    plugin.getStateInformation(state);
+    const auto presetFile = juce::File::createTempFile(".fxps");
+    ASSERT_TRUE(qel::savePresetFile(*plugin.getEngine().findChild("Reelwarp"), presetFile, qel::PresetKind::whole()));
+    tinyxml2::XMLDocument link;
+    link.Parse(R"(<SignalConnection Source="@MIDI CC 7" Destination="Feedback" Ratio="0.5"/>)");
+    const auto feedback = qel::reelwarpParameterId(ReelwarpParameter::Feedback);
+
+    std::atomic<bool> stop { false }, saverDone { false };
+    std::thread audio([&] { renderUntil(plugin, stop); });
+    std::vector<std::string> saves;
+    std::thread saver([&] {
+        for (int i = 0; i < 300; ++i)
+            saves.push_back(savedText(plugin));
+        saverDone = true;
+    });
+    for (int i = 0; !saverDone.load(); ++i)
+    {
+        auto& effect = *plugin.getEngine().findChild("Reelwarp");
+        switch (i % 4)
+        {
+            case 0: plugin.setStateInformation(state.getData(), static_cast<int>(state.getSize())); break;
+            case 1: qel::loadPresetFile(&effect, presetFile.getFullPathName(), qel::PresetKind::whole()); break;
+            case 2: effect.addModulationSource(*link.RootElement(), true); break;
+            default:
+                effect.setProperty("PresetPath", { juce::String("/p/") + juce::String(i), 1 });
+                effect.removeModulationSource(feedback, "@MIDI CC 7", true);
+        }
+        juce::MessageManager::getInstance()->runDispatchLoopUntil(1);
+    }
+    saver.join();
+    stop = true;
+    audio.join();
+    presetFile.deleteFile();
+    for (const auto& text : saves)
+    {
+        tinyxml2::XMLDocument document;
+        ASSERT_EQ(document.Parse(text.c_str()), tinyxml2::XML_SUCCESS);
+        const auto* engine = document.FirstChildElement("QEL4")->FirstChildElement("Engine");
+        ASSERT_NE(engine, nullptr);
+        ASSERT_NE(engine->FirstChildElement("Reelwarp"), nullptr) << text;
+    }
+
+    plugin.getEngine().findChild("Reelwarp")->addModulationSource(*link.RootElement(), true);
+    const auto here = savedText(plugin);
+    std::string there;
+    std::thread([&] { there = savedText(plugin); }).join();
+    EXPECT_EQ(there, here);
+    EXPECT_NE(here.find("@MIDI CC 7"), std::string::npos);
 }
 
 } // namespace
