@@ -128,6 +128,8 @@ void ExportedPluginParameter::resolve(bool notify)
                     break;
             }
             resolved = true;
+            // Told below to read again, the host then knows this value: only a change from it is news.
+            hostValue.store(normalise(currentValue()));
         }
         parameterId = id;
         // The host's listeners lock and may do anything: a change the audio

@@ -12,6 +12,7 @@
 #include <cmath>
 #include <fstream>
 #include <memory>
+#include <mutex>
 #include <random>
 
 // The wrapper and JUCE's host both size a speaker arrangement with eight
@@ -291,6 +292,58 @@ TEST_P(HostedFormat, HostStateCarriesEveryParameterIntoAFreshInstance)
     mix->setValue(0.125f);
     settle(*target);
     EXPECT_NEAR(mix->getValue(), 0.125f, 1e-6);
+}
+
+// A host's write of one parameter reaches the host's listeners as a change of
+// no other whose value stayed where it was.
+TEST_P(HostedFormat, AWriteOfOneParameterMovesNoUnchangedOther)
+{
+    if (isVst2(GetParam()))
+        GTEST_SKIP() << "vst2_host_tests checks the VST2 binary in a host that knows only the published numbers";
+    auto hosted = load(48000.0, 256);
+    ASSERT_NE(hosted, nullptr);
+    hosted->prepareToPlay(48000.0, 256);
+    awaitRestore(*hosted, 2);
+    struct Heard : juce::AudioProcessorParameter::Listener
+    {
+        std::mutex lock;
+        std::vector<int> indices;
+        void parameterValueChanged(int index, float) override
+        {
+            const std::lock_guard<std::mutex> guard(lock);
+            indices.push_back(index);
+        }
+        void parameterGestureChanged(int, bool) override {}
+    } heard;
+    const auto& parameters = hosted->getParameters();
+    for (auto* parameter : parameters)
+        parameter->addListener(&heard);
+    juce::AudioBuffer<float> buffer(2, 256);
+    juce::MidiBuffer midi;
+    for (int written = 0; written < parameters.size(); ++written)
+    {
+        std::vector<float> before;
+        for (auto* parameter : parameters)
+            before.push_back(parameter->getValue());
+        {
+            const std::lock_guard<std::mutex> guard(heard.lock);
+            heard.indices.clear();
+        }
+        parameters[written]->setValue(before[(size_t) written] < 0.5f ? 1.0f : 0.0f);
+        for (int block = 0; block < 4; ++block)
+        {
+            buffer.clear();
+            hosted->processBlock(buffer, midi);
+            pumpMessages();
+        }
+        const std::lock_guard<std::mutex> guard(heard.lock);
+        for (const int index : heard.indices)
+            if (index != written)
+                EXPECT_NE(parameters[index]->getValue(), before[(size_t) index])
+                    << parameters[written]->getName(100) << " echoed as a change of " << parameters[index]->getName(100);
+    }
+    for (auto* parameter : parameters)
+        parameter->removeListener(&heard);
 }
 
 INSTANTIATE_TEST_SUITE_P(Binaries, HostedFormat, builtFormats(), formatName);

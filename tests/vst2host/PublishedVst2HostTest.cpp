@@ -29,6 +29,7 @@ struct CallbackLog
 {
     std::mutex lock;
     std::vector<int32_t> opcodes;
+    std::vector<int32_t> automated; // the parameter of each audioMasterAutomate
     std::vector<int32_t> delaysAtIOChanged;
     std::atomic<double> sampleRate { 44100.0 };
     std::atomic<int> blockSize { 512 };
@@ -37,6 +38,7 @@ struct CallbackLog
     {
         std::lock_guard<std::mutex> guard(lock);
         opcodes.clear();
+        automated.clear();
         delaysAtIOChanged.clear();
     }
 };
@@ -47,12 +49,14 @@ CallbackLog& log()
     return instance;
 }
 
-intptr_t hostCallback(Effect* effect, int32_t opcode, int32_t, intptr_t, void*, float)
+intptr_t hostCallback(Effect* effect, int32_t opcode, int32_t index, intptr_t, void*, float)
 {
     auto& l = log();
     {
         std::lock_guard<std::mutex> guard(l.lock);
         l.opcodes.push_back(opcode);
+        if (opcode == audioMasterAutomate)
+            l.automated.push_back(index);
         if (opcode == audioMasterIOChanged && effect != nullptr)
             l.delaysAtIOChanged.push_back(effect->initialDelay);
     }
@@ -156,6 +160,12 @@ protected:
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
         return true;
+    }
+
+    void idleFor(int milliseconds)
+    {
+        const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+        idleUntil([&] { return std::chrono::steady_clock::now() > until; });
     }
 
     int32_t parameterNamed(const std::string& name)
@@ -286,6 +296,32 @@ TEST_F(PublishedVst2Host, AChunkRestoresTheValuesItWasTakenWith)
     call(effSetChunk, 0, (intptr_t) chunk.size(), const_cast<char*>(chunk.data()));
     EXPECT_TRUE(idleUntil([&] { return effect->getParameter(effect, mix) == 0.25f; }));
     EXPECT_NEAR(effect->getParameter(effect, feedback), 0.5f, 1e-6);
+}
+
+// A host's write of one parameter comes back as automation of no other whose
+// value stayed where it was.
+TEST_F(PublishedVst2Host, AWriteOfOneParameterAutomatesNoUnchangedOther)
+{
+    start(48000.0, 256);
+    idleFor(300);
+    for (int32_t written = 0; written < effect->numParams; ++written)
+    {
+        std::vector<float> before;
+        for (int32_t i = 0; i < effect->numParams; ++i)
+            before.push_back(effect->getParameter(effect, i));
+        log().clear();
+        const float value = before[(size_t) written] < 0.5f ? 1.0f : 0.0f;
+        effect->setParameter(effect, written, value);
+        idleFor(100);
+        const auto automated = [] {
+            std::lock_guard<std::mutex> guard(log().lock);
+            return log().automated;
+        }();
+        for (const auto index : automated)
+            if (index != written && index >= 0 && index < effect->numParams)
+                EXPECT_NE(effect->getParameter(effect, index), before[(size_t) index])
+                    << text(effGetParamName, written) << " echoed as automation of " << text(effGetParamName, index);
+    }
 }
 
 TEST_F(PublishedVst2Host, AtMixZeroTheOutputIsTheInputDelayedByTheReportedLatency)
