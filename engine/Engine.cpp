@@ -49,7 +49,16 @@ void Engine::declareParameters()
         &ParameterRegistry::get().floatDescription(ids.tempo),
         [](const void* e, const uint16_t*) { return static_cast<const Engine*>(e)->tempoFloat; },
         [](void* e, const uint16_t*, float v) { static_cast<Engine*>(e)->setTempo(v); }));
-    declareParameter(bindField<&Engine::syncToHost>(FrameworkParameters::get().syncToHost));
+    // The shared SyncToHost is off by default; the engine's follows the host
+    // unless a state says otherwise.
+    static const auto engineSync = [] {
+        auto d = ParameterRegistry::get().boolDescription(FrameworkParameters::get().syncToHost);
+        d.defaultValue = true;
+        return d;
+    }();
+    declareParameter(std::make_unique<ParameterInfo<bool>>(
+        &engineSync, [](const void* e, const uint16_t*) { return static_cast<const Engine*>(e)->syncToHost; },
+        [](void* e, const uint16_t*, bool on) { static_cast<Engine*>(e)->syncToHost = on; }));
     declareParameter(bindField<&Engine::playing>(ids.playing));
     declareParameter(bindField<&Engine::recording>(ids.recording));
     declareParameter(bindField<&Engine::autoPlay>(ids.autoPlay));

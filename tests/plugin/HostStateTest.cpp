@@ -101,6 +101,18 @@ TEST(HostState, APlainXmlBlobIsAccepted)
     EXPECT_FLOAT_EQ(effectOf(target).getParameterFloat(effectOf(target).findParameterId("Feedback")), 0.375f);
 }
 
+TEST(HostState, AnEngineWithoutSyncToHostFollowsTheHost)
+{
+    ReelwarpPlugin plugin;
+    const std::string text = R"(<QEL4><Engine Name="Engine"><Reelwarp Name="Reelwarp"/></Engine></QEL4>)";
+    const auto sync = qel::FrameworkParameters::get().syncToHost;
+    plugin.getEngine().setParameterBool(sync, false);
+    plugin.setStateInformation(text.data(), static_cast<int>(text.size()));
+    ASSERT_NE(plugin.getEngine().findChild("Reelwarp"), nullptr);
+    EXPECT_TRUE(plugin.getEngine().getParameterBool(sync));
+    EXPECT_FALSE(effectOf(plugin).getParameterBool(sync)); // the effect's own stays off
+}
+
 // Each of these leaves the plug-in as it was, and the next state is the live one.
 TEST(HostState, BadBlobsKeepTheFormerState)
 {
