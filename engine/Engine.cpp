@@ -103,16 +103,28 @@ bool Engine::load(const tinyxml2::XMLElement& xml, const ElementLoadOptions& opt
     bool ok = ProcessingElement::load(xml, options, version);
     for (auto* child = xml.FirstChildElement(); child != nullptr; child = child->NextSiblingElement())
     {
-        auto made = ElementRegistry::instance().create(textFromUtf8(child->Name()));
+        const auto type = textFromUtf8(child->Name());
+        if (type == "Connections" || type == "Properties" || type == "Automation")
+            continue; // the engine's own parts
+        auto made = ElementRegistry::instance().create(type);
         auto* processor = dynamic_cast<ProcessingElement*>(made.get());
         if (processor == nullptr || processor->getTypeName() == getTypeName())
+        {
+            // A type this build does not know fails the load of that child, and the others go on.
+            const auto name = textFromUtf8(child->Attribute("Name"));
+            addError({ getPath() + "/" + (name.isNotEmpty() ? name : type), "unknown element type \"" + type + "\"" });
+            ok = false;
             continue;
+        }
         made.release();
         std::unique_ptr<ProcessingElement> owned(processor);
         if (owned->load(*child, options, version))
             addChild(std::move(owned));
         else
+        {
+            addError({ getPath() + "/" + owned->getName(), "\"" + type + "\" failed to load" });
             ok = false;
+        }
     }
     return ok;
 }

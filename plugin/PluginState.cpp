@@ -103,7 +103,10 @@ std::shared_ptr<Engine> loadEngine(const tinyxml2::XMLDocument& document, const 
     options.loadConnections = 1;
     if (stateFile != juce::File())
         options.baseFolder = stateFile.getParentDirectory();
-    if (!loaded->load(*xml, options, currentLayoutVersion) || loaded->getNumProcessingChildren() == 0)
+    // A child that failed leaves its error on the engine and the others loaded;
+    // a state that brings no effect at all is refused.
+    loaded->load(*xml, options, currentLayoutVersion);
+    if (loaded->getNumProcessingChildren() == 0)
         return nullptr;
     return loaded;
 }

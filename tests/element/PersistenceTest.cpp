@@ -242,11 +242,15 @@ TEST(ElementPersistence, TheEngineRebuildsItsChildrenThroughTheRegistry)
     Saved saved(source);
     ASSERT_STREQ(saved.xml().Name(), "Engine");
     ASSERT_NE(saved.xml().FirstChildElement("Reelwarp"), nullptr);
-    saved.xml().InsertEndChild(saved.document.NewElement("NoSuchElement")); // unknown types are passed over
+    // A type this build lacks fails that child's load, names it on the engine, and stops nothing else.
+    saved.xml().InsertFirstChild(saved.document.NewElement("NoSuchElement"));
 
     qel::Engine target;
     target.addChild(std::make_unique<ReelwarpProcessor>()); // replaced by the load
-    ASSERT_TRUE(target.load(saved.xml(), {}, qel::currentLayoutVersion));
+    EXPECT_FALSE(target.load(saved.xml(), {}, qel::currentLayoutVersion));
+    ASSERT_EQ(target.getErrors().size(), 1u);
+    EXPECT_EQ(target.getErrors()[0].path, "Engine/NoSuchElement");
+    EXPECT_TRUE(target.getErrors()[0].message.contains("NoSuchElement"));
     ASSERT_EQ(target.getNumProcessingChildren(), 1);
     auto* loaded = target.findChild("Reelwarp");
     ASSERT_NE(loaded, nullptr);

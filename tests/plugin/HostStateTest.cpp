@@ -101,16 +101,21 @@ TEST(HostState, APlainXmlBlobIsAccepted)
     EXPECT_FLOAT_EQ(effectOf(target).getParameterFloat(effectOf(target).findParameterId("Feedback")), 0.375f);
 }
 
-TEST(HostState, AnEngineWithoutSyncToHostFollowsTheHost)
+// The engine of a state: SyncToHost, when absent, follows the host; a child
+// of a type this build lacks is an error on the engine, and the rest is restored.
+TEST(HostState, AnEngineStateLoadsAroundWhatItLacks)
 {
     ReelwarpPlugin plugin;
-    const std::string text = R"(<QEL4><Engine Name="Engine"><Reelwarp Name="Reelwarp"/></Engine></QEL4>)";
+    const std::string text = R"(<QEL4><Engine Name="Engine"><Chorus Name="Wide"/><Reelwarp Name="Reelwarp" Mix="0.25"/></Engine></QEL4>)";
     const auto sync = qel::FrameworkParameters::get().syncToHost;
     plugin.getEngine().setParameterBool(sync, false);
     plugin.setStateInformation(text.data(), static_cast<int>(text.size()));
     ASSERT_NE(plugin.getEngine().findChild("Reelwarp"), nullptr);
+    EXPECT_FLOAT_EQ(effectOf(plugin).getParameterFloat(effectOf(plugin).findParameterId("Mix")), 0.25f);
     EXPECT_TRUE(plugin.getEngine().getParameterBool(sync));
     EXPECT_FALSE(effectOf(plugin).getParameterBool(sync)); // the effect's own stays off
+    ASSERT_EQ(plugin.getEngine().getErrors().size(), 1u);
+    EXPECT_EQ(plugin.getEngine().getErrors()[0].path, "Engine/Wide");
 }
 
 // Each of these leaves the plug-in as it was, and the next state is the live one.
