@@ -158,6 +158,13 @@ void processChannels(const std::array<DeckPair*, Channels>& pairs, const std::ar
         }
         (slices[C].end(n), ...);
     }
+    // A call of no frames changes nothing, but its block has passed all the same.
+    if (frames <= 0)
+        for (auto* pair : pairs)
+        {
+            pair->deckA.endFirstBlock();
+            pair->deckB.endFirstBlock();
+        }
 }
 
 // One channel through its pair, in place, for one set of modes.

@@ -295,6 +295,12 @@ struct TapeDeck
     void endSlice(int frames, const Slice& slice) noexcept
     {
         lfoRunningPhase += static_cast<float>(frames) * slice.increment;
+        endFirstBlock();
+    }
+
+    // From here on, delay changes glide.
+    void endFirstBlock() noexcept
+    {
         readHeads[0].firstBlock = 0;
         readHeads[1].firstBlock = 0;
     }

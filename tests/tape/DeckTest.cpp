@@ -164,6 +164,19 @@ TEST(Deck, ManualAtAnEndIsDeckAAlone)
         ASSERT_EQ(y[i], a[i]) << i;
 }
 
+TEST(Deck, ACallOfNoFramesEndsTheFirstBlock)
+{
+    auto pair = std::make_unique<qel::DeckPair>();
+    pair->prepare(48000.0);
+    float none[1] = {};
+    float deviation[32];
+    qel::selectChannelProcessor(qel::manualFlange, 0, 0)(*pair, none, 0, deviation);
+    EXPECT_EQ(none[0], 0.0f);
+    for (const auto* deck : { &pair->deckA, &pair->deckB })
+        for (const auto& head : deck->readHeads)
+            EXPECT_EQ(head.firstBlock, 0);
+}
+
 // --- the 32 compiled loops against a loop that tests its modes per sample ---
 
 double encodeAt(qel::NoiseReduction& nr, uint32_t mode, double u)
