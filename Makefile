@@ -77,7 +77,7 @@ test-asan: deps
 	$(ASAN_CONFIGURE)
 	cmake --build $(ASAN_BUILD) -j$(JOBS) --target reelwarp_tests
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
-	    ctest --output-on-failure -j$(JOBS)
+	    LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp ctest --output-on-failure -j$(JOBS)
 	$(MAKE) fuzz-smoke
 
 # libFuzzer targets (tests/fuzz), in the sanitizer build. Each runs
