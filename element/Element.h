@@ -20,10 +20,10 @@ namespace qel
 class ElementParamEnvelope;
 class ScratchArena;
 
-// What a save reads of any tree (names, children, properties, texts, the
-// values an element keeps itself) changes under this lock, and a save from a
-// thread other than the message thread holds it throughout. Whoever holds it
-// only copies data: never a listener, a host, or another lock.
+// What a save reads of any tree besides the published numbers (names,
+// children, properties, texts) changes under this lock, and a save holds it
+// throughout. Whoever holds it only copies data: it calls no listener and no
+// host, and takes no other lock.
 juce::CriticalSection& treeLock() noexcept;
 
 // The base object of the engine's tree: a name, parameter bindings, sorted
