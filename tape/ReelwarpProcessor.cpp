@@ -145,11 +145,12 @@ void ReelwarpProcessor::followHostTempo(const RenderContext& context, State& sta
     state.setLfoRate(syncedLfoRate(context.tempo, state.lfoFrequency));
 }
 
-// After a jump or a start the LFO stands where the host's position puts it;
-// in between it runs free. The position is that of the block's start.
+// After a jump or a start the LFO stands where the host's position puts it,
+// at every slice of that block; in between it runs free. The position is that
+// of the block's start.
 void ReelwarpProcessor::followHostPosition(const RenderContext& context, State& state) noexcept
 {
-    if ((context.changeFlags & 0xFFu) == 0 || state.sliceOffset != 0)
+    if ((context.changeFlags & 0xFFu) == 0)
         return;
     const float beatsPerCycle = isLfoSynced() ? state.lfoFrequency : getSyncedTempo() / state.lfoFrequency * perMinute;
     const auto phase = static_cast<float>(std::fmod(context.position / static_cast<double>(beatsPerCycle), 1.0));

@@ -82,8 +82,25 @@ TEST_P(HostedFormat, LoadsThisBuildsBinaryAndNoOther)
     EXPECT_GT(mapped, 0);
 }
 
+// A host standing at the start: the transport both sides of a comparison see.
+struct StoppedAtTheStart : juce::AudioPlayHead
+{
+    juce::Optional<PositionInfo> getPosition() const override
+    {
+        PositionInfo info;
+        info.setBpm(120.0);
+        info.setTimeSignature(TimeSignature { 4, 4 });
+        info.setIsPlaying(false);
+        info.setTimeInSamples(0);
+        info.setTimeInSeconds(0.0);
+        info.setPpqPosition(0.0);
+        return info;
+    }
+};
+
 TEST_P(HostedFormat, MatchesTheInProcessChainAcrossRatesAndBlockSizes)
 {
+    StoppedAtTheStart head;
     struct Setting
     {
         double sampleRate;
@@ -95,9 +112,11 @@ TEST_P(HostedFormat, MatchesTheInProcessChainAcrossRatesAndBlockSizes)
         auto hosted = load(s.sampleRate, s.blockSize);
         ASSERT_NE(hosted, nullptr);
         hosted->enableAllBuses();
+        hosted->setPlayHead(&head);
         hosted->prepareToPlay(s.sampleRate, s.blockSize);
         awaitPostedRestore();
         qel::ReelwarpPlugin local;
+        local.setPlayHead(&head);
         local.prepareToPlay(s.sampleRate, s.blockSize);
 
         juce::MidiBuffer midi;

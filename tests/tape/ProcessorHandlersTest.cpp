@@ -111,11 +111,12 @@ TEST(ReelwarpFrame, SyncedLfoRunsAtTheHostTempoAndRestartsWithTheHostPosition)
     for (auto& pair : h.state().decks)
         EXPECT_NEAR(pair.deckB.lfoRate, 0.5, 1e-6);
 
-    // A jump: the cycle stands where the host's quarter notes put it, then runs on.
+    // A jump: the cycle stands where the host's quarter notes put it at every
+    // slice of that block, the last of 32 frames too, then runs on.
     h.context->changeFlags = qel::RenderContext::changedPosition;
     h.context->position = 10.0;
     h.render(block, 512);
-    const double expected = std::fmod(10.0 / 4.0, 1.0) + 512.0 * 0.5 / 48000.0;
+    const double expected = std::fmod(10.0 / 4.0, 1.0) + 32.0 * 0.5 / 48000.0;
     for (auto& pair : h.state().decks)
         for (const auto* d : { &pair.deckA, &pair.deckB })
             EXPECT_NEAR(d->lfoRunningPhase, expected, 1e-5);

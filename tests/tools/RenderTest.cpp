@@ -3,6 +3,7 @@
 #include "integration/HostedPlugin.h"
 #include "render/AudioFiles.h"
 #include "render/EffectSettings.h"
+#include "render/OfflineRenderer.h"
 #include "render/RenderOptions.h"
 #include "plugin/ReelwarpPlugin.h"
 #include "support/Signals.h"
@@ -73,7 +74,8 @@ class RendererAgainstHost : public HostedFormat
 TEST_P(RendererAgainstHost, GivesTheHostedPluginsOutputSampleForSample)
 {
     const juce::StringArray settings { "--preset", "Jet Tape", "--tape-preset", "09 Cassette Type IV", "--set",
-                                       "Mix=70%", "--set", "Feedback=35%", "--set", "Delay=12 ms", "--block", "256" };
+                                       "Mix=70%", "--set", "Feedback=35%", "--set", "Delay=12 ms", "--block", "256",
+                                       "--tempo", "120" };
     const int frames = 48000;
     juce::TemporaryFile inFile(".wav"), outFile(".wav");
     juce::String error;
@@ -109,8 +111,15 @@ TEST_P(RendererAgainstHost, GivesTheHostedPluginsOutputSampleForSample)
         awaitPostedRestore();
         source->getStateInformation(state);
     }
+    // The transport the renderer plays: from the start at 120 bpm.
+    qel::render::RenderJob job;
+    job.sampleRate = 48000.0;
+    job.blockSize = 256;
+    job.tempo = 120.0;
+    qel::render::SteadyPlayHead head(job);
     auto hosted = load(48000.0, 256);
     ASSERT_NE(hosted, nullptr);
+    hosted->setPlayHead(&head);
     hosted->setNonRealtime(true);
     hosted->prepareToPlay(48000.0, 256);
     awaitPostedRestore();
@@ -130,6 +139,7 @@ TEST_P(RendererAgainstHost, GivesTheHostedPluginsOutputSampleForSample)
         const int fromInput = juce::jlimit(0, 256, frames - start);
         for (int c = 0; c < 2 && fromInput > 0; ++c)
             block.copyFrom(c, 0, input, c, start, fromInput);
+        head.moveTo(start);
         hosted->processBlock(block, midi);
         for (int i = 0; i < 256; ++i)
         {

@@ -7,39 +7,23 @@
 namespace qel::render
 {
 
-namespace
+SteadyPlayHead::SteadyPlayHead(const RenderJob& job) : job(job) {}
+
+juce::Optional<juce::AudioPlayHead::PositionInfo> SteadyPlayHead::getPosition() const
 {
-
-// A host that plays from a given position at a steady tempo.
-class SteadyPlayHead : public juce::AudioPlayHead
-{
-public:
-    SteadyPlayHead(const RenderJob& job) : job(job) {}
-
-    void moveTo(int64_t sample) { position = sample; }
-
-    juce::Optional<PositionInfo> getPosition() const override
-    {
-        PositionInfo info;
-        const double beatsPerSample = *job.tempo / 60.0 / job.sampleRate;
-        const double ppq = job.positionBeats + position * beatsPerSample;
-        const double barLength = job.numerator * 4.0 / job.denominator;
-        info.setBpm(*job.tempo);
-        info.setTimeSignature(TimeSignature { job.numerator, job.denominator });
-        info.setIsPlaying(true);
-        info.setTimeInSamples(position);
-        info.setTimeInSeconds(position / job.sampleRate);
-        info.setPpqPosition(ppq);
-        info.setPpqPositionOfLastBarStart(std::floor(ppq / barLength) * barLength);
-        return info;
-    }
-
-private:
-    const RenderJob& job;
-    int64_t position = 0;
-};
-
-} // namespace
+    PositionInfo info;
+    const double beatsPerSample = *job.tempo / 60.0 / job.sampleRate;
+    const double ppq = job.positionBeats + position * beatsPerSample;
+    const double barLength = job.numerator * 4.0 / job.denominator;
+    info.setBpm(*job.tempo);
+    info.setTimeSignature(TimeSignature { job.numerator, job.denominator });
+    info.setIsPlaying(true);
+    info.setTimeInSamples(position);
+    info.setTimeInSeconds(position / job.sampleRate);
+    info.setPpqPosition(ppq);
+    info.setPpqPositionOfLastBarStart(std::floor(ppq / barLength) * barLength);
+    return info;
+}
 
 bool setLayoutFor(ReelwarpPlugin& plugin, int channels)
 {

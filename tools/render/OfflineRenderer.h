@@ -29,6 +29,19 @@ struct RenderJob
     std::function<void(double)> progress;
 };
 
+// A host that plays from the job's position at its tempo, which must be set.
+class SteadyPlayHead : public juce::AudioPlayHead
+{
+public:
+    explicit SteadyPlayHead(const RenderJob& job);
+    void moveTo(int64_t sample) { position = sample; }
+    juce::Optional<PositionInfo> getPosition() const override;
+
+private:
+    const RenderJob& job;
+    int64_t position = 0;
+};
+
 // Runs audio through an instance of the product as a host would offline:
 // non-realtime, block by block, with the host's position when asked. The
 // result is as long as the input plus the tail, with the effect's latency
