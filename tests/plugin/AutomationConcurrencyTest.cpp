@@ -1,7 +1,7 @@
 // A host automating or saving from its own thread while the audio thread
 // renders and the message thread changes the tree and delivers notices.
-#include "plugin/HostState.h"
 #include "plugin/ReelwarpPlugin.h"
+#include "support/HostStateText.h"
 #include "tape/ReelwarpParameters.h"
 #include "ui/PresetFiles.h"
 
@@ -17,6 +17,7 @@ namespace
 {
 
 using qel::ReelwarpParameter;
+using qel::test::savedText;
 
 // The audio thread: clicks through the plug-in, block after block.
 void renderUntil(qel::ReelwarpPlugin& plugin, const std::atomic<bool>& stop)
@@ -123,17 +124,6 @@ TEST(HostAutomation, PresetsAndRestoresOnTheMessageThreadMeetAutomationSafely)
     EXPECT_FLOAT_EQ(plugin.getEngine().findChild("Reelwarp")->getParameterFloat(
                         qel::reelwarpParameterId(ReelwarpParameter::Mix)),
                     0.3f);
-}
-
-std::string savedText(qel::ReelwarpPlugin& plugin)
-{
-    juce::MemoryBlock blob;
-    plugin.getStateInformation(blob);
-    tinyxml2::XMLDocument document;
-    qel::HostState::decode(blob.getData(), blob.getSize(), document);
-    tinyxml2::XMLPrinter printer;
-    document.Print(&printer);
-    return printer.CStr();
 }
 
 // A host saves from a worker while the message thread restores, loads a
