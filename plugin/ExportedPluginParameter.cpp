@@ -11,6 +11,17 @@ namespace qel
 namespace
 {
 constexpr int versionHint = 1;
+
+bool holds(const Element& element, uint32_t id)
+{
+    switch (ParameterRegistry::get().typeOf(id))
+    {
+        case ValueType::floatValue: return element.findFloatParameter(id) != nullptr;
+        case ValueType::intValue: return element.findIntParameter(id) != nullptr;
+        case ValueType::boolValue: return element.findBoolParameter(id) != nullptr;
+        default: return false;
+    }
+}
 } // namespace
 
 ExportedPluginParameter::ExportedPluginParameter(EngineProxy* proxy, int index, const String& stableId, String defaultName)
@@ -104,13 +115,9 @@ void ExportedPluginParameter::resolve(bool notify)
     const auto id = element->findParameterId(targetName);
     if (registry.isKnown(id))
     {
-        const auto type = registry.typeOf(id);
-        const bool present = (type == ValueType::floatValue && element->findFloatParameter(id) != nullptr)
-                             || (type == ValueType::intValue && element->findIntParameter(id) != nullptr)
-                             || (type == ValueType::boolValue && element->findBoolParameter(id) != nullptr);
-        if (present)
+        if (holds(*element, id))
         {
-            kind = static_cast<Kind>(type);
+            kind = static_cast<Kind>(registry.typeOf(id));
             parameterId = id;
             switch (kind)
             {
@@ -180,7 +187,7 @@ float clampPosition(float position) noexcept
 }
 } // namespace
 
-float ExportedPluginParameter::normalise(float value) const
+float ExportedPluginParameter::normaliseIn(Element* element, Kind kind, uint32_t id, float value)
 {
     auto& registry = ParameterRegistry::get();
     switch (kind)
@@ -188,12 +195,12 @@ float ExportedPluginParameter::normalise(float value) const
         case floatKind:
         {
             float position = value;
-            registry.floatDescription(parameterId).mapper->unmap(getElement(), position);
+            registry.floatDescription(id).mapper->unmap(element, position);
             return clampPosition(position);
         }
         case intKind:
         {
-            const auto& d = registry.intDescription(parameterId);
+            const auto& d = registry.intDescription(id);
             return d.maximum > d.minimum ? clampPosition(static_cast<float>(value - static_cast<float>(d.minimum))
                                                          / static_cast<float>(d.maximum - d.minimum))
                                          : 0.0f;
@@ -224,16 +231,36 @@ float ExportedPluginParameter::denormalise(float normalised) const
     }
 }
 
-float ExportedPluginParameter::currentValue() const
+float ExportedPluginParameter::valueIn(const Element& element, Kind kind, uint32_t id)
 {
-    auto* element = getElement();
     switch (kind)
     {
-        case floatKind: return element->getParameterFloat(parameterId);
-        case intKind: return static_cast<float>(element->getParameterInt(parameterId));
-        case boolKind: return element->getParameterBool(parameterId) ? 1.0f : 0.0f;
+        case floatKind: return element.getParameterFloat(id);
+        case intKind: return static_cast<float>(element.getParameterInt(id));
+        case boolKind: return element.getParameterBool(id) ? 1.0f : 0.0f;
         default: return 0.0f;
     }
+}
+
+void ExportedPluginParameter::answerUntilRestored(Element* restored)
+{
+    if (restored == nullptr || !isConnected() || targetPath.containsChar('*'))
+    {
+        answeringRestored = false;
+        return;
+    }
+    const auto local = targetPath.startsWithChar('/') ? targetPath.substring(1) : targetPath;
+    auto* element = local.isEmpty() ? restored : restored->findChild(local);
+    const auto id = element != nullptr ? element->findParameterId(targetName) : 0u;
+    auto& registry = ParameterRegistry::get();
+    if (element == nullptr || !registry.isKnown(id) || !holds(*element, id))
+    {
+        answeringRestored = false;
+        return;
+    }
+    const auto type = static_cast<Kind>(registry.typeOf(id));
+    restoredValue = normaliseIn(element, type, id, valueIn(*element, type, id));
+    answeringRestored = true;
 }
 
 namespace
@@ -249,6 +276,8 @@ RebindGate& gateOf(EngineProxy* proxy)
 
 float ExportedPluginParameter::getValue() const
 {
+    if (answeringRestored)
+        return restoredValue.load();
     const RebindGate::Shared guard(gateOf(getProxy()));
     if (!guard)
         return lastValue.load();

@@ -71,8 +71,12 @@ public:
     AutomationParameterInterface::Key getPrevious() const { return { previousPath, previousName }; }
     const String& getSlotDisplayName() const noexcept { return displayName; }
 
+    // Until told null: getValue answers what this slot reads in the given
+    // tree, a restore's, before that tree is bound.
+    void answerUntilRestored(Element* restored);
+
     // Between the host's 0..1 and the parameter's own value.
-    float normalise(float value) const;
+    float normalise(float value) const { return normaliseIn(getElement(), kind, parameterId, value); }
     float denormalise(float normalised) const;
 
     // juce::AudioProcessorParameter
@@ -96,7 +100,9 @@ private:
     void handleAsyncUpdate() override { resolve(false); }
     void resolve(bool notify);
     void unresolve();
-    float currentValue() const;
+    float currentValue() const { return valueIn(*getElement(), kind, parameterId); }
+    static float normaliseIn(Element* element, Kind kind, uint32_t id, float value);
+    static float valueIn(const Element& element, Kind kind, uint32_t id);
     void elementValueChanged(int id);
     void tellHost()
     {
@@ -112,6 +118,8 @@ private:
     // The thread of a host write in progress: its own echo is ignored, a change from elsewhere is not.
     std::atomic<std::thread::id> hostWriter {};
     std::atomic<float> unresolvedValue { 0.0f };
+    std::atomic<float> restoredValue { 0.0f };
+    std::atomic<bool> answeringRestored { false };
     // What the host last read, answered while the views are being rebound.
     mutable std::atomic<float> lastValue { 0.0f };
     // What the host last wrote or was told: a change that lands there is no news to it.

@@ -116,7 +116,7 @@ protected:
 private:
     void captureTransport(int frames);
     void saveState(tinyxml2::XMLDocument& document);
-    void restoreState(const std::shared_ptr<tinyxml2::XMLDocument>& document, const juce::File& stateFile);
+    void restoreState(const std::shared_ptr<tinyxml2::XMLDocument>& document, std::shared_ptr<Engine> loaded);
     void emitOutputEvents(juce::MidiBuffer& midi);
 
     std::shared_ptr<Engine> engine;

@@ -1,5 +1,6 @@
 // The host's state: written from the live tree on whichever thread asks,
-// restored on the message thread into a new engine that takes over between blocks.
+// loaded on that thread into a new engine that takes over between blocks on
+// the message thread.
 
 #include "plugin/HostState.h"
 #include "plugin/Plugin.h"
@@ -71,18 +72,6 @@ void Plugin::getStateInformation(juce::MemoryBlock& destData)
     destData = HostState::encode(document);
 }
 
-void Plugin::setStateInformation(const void* data, int sizeInBytes)
-{
-    juce::File stateFile; // relative paths resolve against nothing outside the standalone app
-    auto document = std::make_shared<tinyxml2::XMLDocument>();
-    HostState::decode(data, sizeInBytes > 0 ? static_cast<size_t>(sizeInBytes) : 0, *document);
-    {
-        const juce::SpinLock::ScopedLockType guard(stateDocumentLock);
-        stateDocument = document;
-    }
-    onMessageThread([document, stateFile](Plugin& self) { self.restoreState(document, stateFile); });
-}
-
 namespace
 {
 // The engine that a state document describes, loaded; null when the document
@@ -112,7 +101,25 @@ std::shared_ptr<Engine> loadEngine(const tinyxml2::XMLDocument& document, const 
 }
 } // namespace
 
-void Plugin::restoreState(const std::shared_ptr<tinyxml2::XMLDocument>& document, const juce::File& stateFile)
+void Plugin::setStateInformation(const void* data, int sizeInBytes)
+{
+    juce::File stateFile; // relative paths resolve against nothing outside the standalone app
+    auto document = std::make_shared<tinyxml2::XMLDocument>();
+    HostState::decode(data, sizeInBytes > 0 ? static_cast<size_t>(sizeInBytes) : 0, *document);
+    // Loaded here, away from the live tree, so that a host reading the values
+    // as soon as this returns reads the restored ones: it is then never told
+    // of them by value changes, which hosts record as automation.
+    auto loaded = loadEngine(*document, stateFile);
+    {
+        const juce::SpinLock::ScopedLockType guard(stateDocumentLock);
+        stateDocument = document;
+    }
+    for (auto* slot : exported)
+        slot->answerUntilRestored(loaded.get());
+    onMessageThread([document, loaded](Plugin& self) { self.restoreState(document, loaded); });
+}
+
+void Plugin::restoreState(const std::shared_ptr<tinyxml2::XMLDocument>& document, std::shared_ptr<Engine> loaded)
 {
     if (getPendingState() != document)
         return; // a newer state replaced this one: only the last is restored
@@ -123,7 +130,7 @@ void Plugin::restoreState(const std::shared_ptr<tinyxml2::XMLDocument>& document
     {
         const juce::ScopedLock guard(renderLock);
         former = engine;
-        if (auto loaded = loadEngine(*document, stateFile))
+        if (loaded != nullptr)
         {
             {
                 const juce::ScopedLock treeGuard(treeLock());
@@ -141,9 +148,12 @@ void Plugin::restoreState(const std::shared_ptr<tinyxml2::XMLDocument>& document
             }
         }
         setEngine(engine);
-        // Hosts that read values before a posted restore ran learn the new ones.
         for (auto* slot : exported)
-            slot->sendValueChangedMessageToListeners(slot->getValue());
+            slot->answerUntilRestored(nullptr);
+        // An LV2 host learns a value only from the plug-in's message of it.
+        if (wrapperType == wrapperType_LV2)
+            for (auto* slot : exported)
+                slot->sendValueChangedMessageToListeners(slot->getValue());
     }
 
     const juce::SpinLock::ScopedLockType pendingGuard(stateDocumentLock);
