@@ -100,7 +100,7 @@ float ElementParamEnvelope::withLinks(float base) const
 bool ElementParamEnvelope::update(ElementState& state, uint16_t elementVersion, int frames)
 {
     juce::ignoreUnused(state);
-    changed = false;
+    gliding = false;
     if (version == elementVersion && !ramping && linkCount == 0)
         return false;
     version = elementVersion;
@@ -131,8 +131,8 @@ bool ElementParamEnvelope::update(ElementState& state, uint16_t elementVersion, 
             slices[i] = output;
         }
         ramping = output != target;
+        gliding = true;
     }
-    changed = true;
     return true;
 }
 

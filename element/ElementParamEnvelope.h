@@ -44,7 +44,9 @@ public:
     void listSources(juce::StringArray& out) const;
 
     bool isRamping() const noexcept { return ramping; }
-    bool changedInSlices() const noexcept { return changed; }
+    // Whether this block's slices differ, so that each needs writing: a
+    // switch or a choice is written once, as its setter may clear state.
+    bool glidesInBlock() const noexcept { return gliding; }
     float lastOutput() const noexcept { return output; }
     static double sliceCoefficient(double sampleRate) noexcept { return 1.0 - std::pow(0.33, 3200.0 / sampleRate); }
 
@@ -66,7 +68,7 @@ private:
     float output = 0.0f;
     float slices[maxSlices] {};
     int sliceCount = 0;
-    bool changed = false;
+    bool gliding = false;
     bool ramping = false;
     bool hasOutput = false;
 };

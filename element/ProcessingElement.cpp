@@ -32,7 +32,7 @@ void ProcessingElement::declareParameter(std::unique_ptr<ParameterInfoBase> bind
     envelopes.push_back(std::make_unique<ElementParamEnvelope>(*this, *raw));
     connectionList.push_back(envelopes.back().get());
     // Room for every envelope, so that a block never allocates.
-    changedList.reserve(connectionList.size());
+    glidingEnvelopes.reserve(connectionList.size());
 }
 
 void ProcessingElement::parameterSetImmediately(ParameterInfoBase& binding)
@@ -81,7 +81,7 @@ bool ProcessingElement::addModulationSource(const tinyxml2::XMLElement& descript
     envelope->addLink(raw, getMidiState());
     if (std::find(activeConnections.begin(), activeConnections.end(), envelope) == activeConnections.end())
         activeConnections.push_back(envelope);
-    changedList.reserve(connectionList.size());
+    glidingEnvelopes.reserve(connectionList.size());
     return true;
 }
 
@@ -155,7 +155,7 @@ void ProcessingElement::updateState(RenderContext& context, int frames, Processi
     juce::ignoreUnused(context);
     const uint16_t previous = state.version;
     state.version = getStateVersion();
-    changedList.clear();
+    glidingEnvelopes.clear();
     // With nothing new and nothing still moving, only envelopes with live links run.
     if ((state.stateFlags & 2) == 0 && previous == state.version)
     {
@@ -163,7 +163,8 @@ void ProcessingElement::updateState(RenderContext& context, int frames, Processi
             if (e->update(state, state.version, frames))
             {
                 e->writeSlice(state, 0);
-                changedList.push_back(e);
+                if (e->glidesInBlock())
+                    glidingEnvelopes.push_back(e);
             }
         return;
     }
@@ -174,7 +175,8 @@ void ProcessingElement::updateState(RenderContext& context, int frames, Processi
         if (e->update(state, state.version, frames))
         {
             e->writeSlice(state, 0);
-            changedList.push_back(e);
+            if (e->glidesInBlock())
+                glidingEnvelopes.push_back(e);
         }
         stillMoving = stillMoving || e->isRamping();
     }
@@ -185,7 +187,7 @@ void ProcessingElement::updateState(RenderContext& context, int frames, Processi
 
 void ProcessingElement::sliceUpdate(int slice, ProcessingElementState& state)
 {
-    for (auto* e : changedList)
+    for (auto* e : glidingEnvelopes)
         e->writeSlice(state, slice);
 }
 

@@ -108,7 +108,7 @@ private:
     std::vector<std::unique_ptr<ElementParamEnvelope>> envelopes;
     std::vector<ElementParamEnvelope*> connectionList;
     std::vector<ElementParamEnvelope*> activeConnections;
-    std::vector<ElementParamEnvelope*> changedList;
+    std::vector<ElementParamEnvelope*> glidingEnvelopes;
 };
 
 // Adds the slice loop of up to 32 frames that an effect plugs into, and

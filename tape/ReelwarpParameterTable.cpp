@@ -72,10 +72,7 @@ constexpr Row rows[] = {
       [](const State& s) { return flag(s.decks.front().phaseInvert != 0); } },
     { NAMED(ApplyRecordHead), "Apply Tape Simulation", Kind::toggle, 0, 1, 1, plainNumber, Curve::linear, nullptr,
       [](State& s, float v) {
-          onEveryDeck(s, [v](TapeDeck& d) {
-              if (d.recordHead.isOn() != on(v))
-                  d.recordHead.setOn(on(v));
-          });
+          onEveryDeck(s, [v](TapeDeck& d) { d.recordHead.setOn(on(v)); });
       },
       [](const State& s) { return flag(deckA(s).recordHead.isOn()); } },
     { NAMED(MagneticHardness), "Magnetic Hardness", Kind::number, 0.0f, 1.0f, 1.0f, percentNormalised, Curve::linear, nullptr,
@@ -89,10 +86,7 @@ constexpr Row rows[] = {
       [](const State& s) { return gainToDecibels(static_cast<float>(deckA(s).noiseGain)); } },
     { NAMED(ApplyNoiseGate), "Apply Noise Gate", Kind::toggle, 0, 1, 1, plainNumber, Curve::linear, nullptr,
       [](State& s, float v) {
-          onEveryDeck(s, [v](TapeDeck& d) {
-              if (d.recordHead.isGateOn() != on(v))
-                  d.recordHead.setGateOn(on(v));
-          });
+          onEveryDeck(s, [v](TapeDeck& d) { d.recordHead.setGateOn(on(v)); });
       },
       [](const State& s) { return flag(deckA(s).recordHead.isGateOn()); } },
     { NAMED(DegradeDepth), "Demagnetization Depth", Kind::number, 0.0f, 1.0f, 0.0f, percentNormalised, Curve::linear, nullptr,
@@ -103,10 +97,7 @@ constexpr Row rows[] = {
       [](const State& s) { return static_cast<float>(deckA(s).demagnetizer.rate); } },
     { NAMED(ApplyPlayheadFilter), "Apply Playback Filter", Kind::toggle, 0, 1, 1, plainNumber, Curve::linear, nullptr,
       [](State& s, float v) {
-          onEveryDeck(s, [v](TapeDeck& d) {
-              if (d.playHead.isEnabled() != on(v))
-                  d.setPlayheadFilter(on(v));
-          });
+          onEveryDeck(s, [v](TapeDeck& d) { d.setPlayheadFilter(on(v)); });
       },
       [](const State& s) { return flag(deckA(s).playHead.isEnabled()); } },
     { NAMED(Spacing), "Spacing", Kind::number, 0.0f, 1.0f, 0.0f, percentNormalised, Curve::linear, nullptr,

@@ -144,10 +144,15 @@ std::unique_ptr<ParameterInfoBase> bind(const Row& row)
 
 uint32_t reelwarpParameterId(ReelwarpParameter parameter)
 {
+    // Numbers, then switches, then choices: an element keeps its bindings in
+    // identifier order, and a load sets them in that order, so a choice of
+    // mode lands after the values it governs.
     static const auto ids = [] {
         std::array<uint32_t, reelwarpParameterCount> registered {};
-        for (int i = 0; i < reelwarpParameterCount; ++i)
-            registered[(size_t) i] = registerRow(reelwarpParameterRow(static_cast<ReelwarpParameter>(i)));
+        for (const auto kind : { Row::Kind::number, Row::Kind::toggle, Row::Kind::choice })
+            for (int i = 0; i < reelwarpParameterCount; ++i)
+                if (const auto& row = reelwarpParameterRow(static_cast<ReelwarpParameter>(i)); row.kind == kind)
+                    registered[(size_t) i] = registerRow(row);
         return registered;
     }();
     return ids[static_cast<size_t>(parameter)];

@@ -83,6 +83,8 @@ public:
 
     void prepare(double sampleRate, int maximumBlockSize) override;
     void reset() override;
+    // A voice's copy: the decks and the LFO frequency; the rest starts afresh.
+    ElementState* cloneState(ScratchArena& arena) const override;
 
     ReelwarpProcessor& processor() const noexcept { return *static_cast<ReelwarpProcessor*>(element); }
     bool isPrepared() const noexcept { return !dryLines.empty(); }

@@ -3,31 +3,23 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 
 namespace qel
 {
 
-namespace
-{
-// Re-entering the mode a deck already runs changes nothing: the envelopes
-// write a changed choice once per slice of a block, and that must not clear
-// a running compander again and again.
-void enterEncoderMode(TapeDeck& deck, uint32_t mode) noexcept
-{
-    if (deck.noiseReduction.encoderMode != mode)
-        deck.setEncoderMode(mode);
-}
-
-void enterDecoderMode(TapeDeck& deck, uint32_t mode) noexcept
-{
-    if (deck.noiseReduction.decoderMode != mode)
-        deck.setDecoderMode(mode);
-}
-} // namespace
-
 ReelwarpProcessor::State::State(ReelwarpProcessor* owner)
     : ProcessingElementState(owner), decks(1), unsyncGenerator(0x9E3779B9u * (owner->getElementId() + 1u))
 {
+}
+
+ElementState* ReelwarpProcessor::State::cloneState(ScratchArena& arena) const
+{
+    static_assert(alignof(State) <= 16, "the arena aligns to 16 bytes");
+    auto* clone = new (arena.allocate(sizeof(State))) State(&processor());
+    clone->decks = decks;
+    clone->lfoFrequency = lfoFrequency;
+    return clone;
 }
 
 void ReelwarpProcessor::State::prepare(double sampleRate, int maximumBlockSize)
@@ -64,8 +56,6 @@ void ReelwarpProcessor::State::reset()
 
 void ReelwarpProcessor::State::setFlangeMode(uint32_t mode)
 {
-    if (decks.front().flangeMode == mode)
-        return;
     for (auto& pair : decks)
     {
         pair.flangeMode = mode;
@@ -80,9 +70,9 @@ void ReelwarpProcessor::State::setFlangeMode(uint32_t mode)
 void ReelwarpProcessor::State::setEncoderChoice(uint32_t mode)
 {
     forEachDeck([&](TapeDeck& d) {
-        enterEncoderMode(d, mode);
+        d.setEncoderMode(mode);
         if (link)
-            enterDecoderMode(d, mode);
+            d.setDecoderMode(mode);
     });
     encoderChoice = mode;
     if (link)
@@ -94,7 +84,7 @@ void ReelwarpProcessor::State::setEncoderChoice(uint32_t mode)
 
 void ReelwarpProcessor::State::setDecoderChoice(uint32_t mode)
 {
-    forEachDeck([mode](TapeDeck& d) { enterDecoderMode(d, mode); });
+    forEachDeck([mode](TapeDeck& d) { d.setDecoderMode(mode); });
     decoderChoice = mode;
 }
 
@@ -106,7 +96,7 @@ void ReelwarpProcessor::State::setLink(bool on)
     // The decoder follows what the encoder runs; its choice follows the
     // encoder's choice, so that it is right when the compander comes back.
     const uint32_t running = firstDeckA().noiseReduction.encoderMode;
-    forEachDeck([running](TapeDeck& d) { enterDecoderMode(d, running); });
+    forEachDeck([running](TapeDeck& d) { d.setDecoderMode(running); });
     decoderChoice = encoderChoice;
     processor().notifyParameter(ReelwarpParameter::NoiseReductionDecoder);
 }
@@ -116,8 +106,8 @@ void ReelwarpProcessor::State::setCompanderOn(bool on)
     companderOn = on ? 1 : 0;
     if (on)
         forEachDeck([this](TapeDeck& d) {
-            enterEncoderMode(d, encoderChoice);
-            enterDecoderMode(d, decoderChoice);
+            d.setEncoderMode(encoderChoice);
+            d.setDecoderMode(decoderChoice);
         });
     else
         // Off keeps the choices and the compander state: only the modes go.
@@ -146,8 +136,6 @@ void ReelwarpProcessor::State::setLowLatency(bool on)
 
 void ReelwarpProcessor::State::setNoiseUnsync(bool on)
 {
-    if (noiseUnsync == (on ? 1 : 0))
-        return;
     noiseUnsync = on ? 1 : 0;
     if (on)
         forEachDeck([this](TapeDeck& d) {

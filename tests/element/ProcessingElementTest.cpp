@@ -19,6 +19,7 @@ struct EffectState : qel::ProcessingElementState
     float level = 0.0f;
     int steps = 0;
     bool on = false;
+    int onWrites = 0;
     float plain = 0.0f;
 };
 
@@ -56,7 +57,15 @@ struct TestEffect : qel::BasicProcessingElement
         const auto& ids = Ids::get();
         declareParameter(qel::bindField<&EffectState::level>(ids.level));
         declareParameter(qel::bindField<&EffectState::steps>(ids.steps));
-        declareParameter(qel::bindField<&EffectState::on>(ids.on));
+        // Counted: a switch's setter may clear state, so it runs once per change.
+        declareParameter(std::make_unique<ParameterInfo<bool>>(
+            &qel::ParameterRegistry::get().description<bool>(ids.on),
+            [](const void* target, const uint16_t*) { return static_cast<const EffectState*>(target)->on; },
+            [](void* target, const uint16_t*, bool value) {
+                auto& s = *static_cast<EffectState*>(target);
+                s.on = value;
+                ++s.onWrites;
+            }));
         declareParameter(qel::bindField<&EffectState::plain>(ids.plain));
     }
 
@@ -130,10 +139,12 @@ TEST_F(Fixture, IntsBoolsAndUnsmoothedFloatsArriveInTheirBlock)
     effect.setParameterIntDeferred(ids.steps, 7, true);
     effect.setParameterBoolDeferred(ids.on, true, true);
     effect.setParameterFloatDeferred(ids.plain, 0.8f, true);
-    block(32);
+    const int writesBefore = effect.state().onWrites;
+    block(128);
     EXPECT_EQ(effect.state().steps, 7);
     EXPECT_TRUE(effect.state().on);
     EXPECT_EQ(effect.state().plain, 0.8f);
+    EXPECT_EQ(effect.state().onWrites - writesBefore, 1) << "a switch written at every slice of its block";
 }
 
 TEST_F(Fixture, AnImmediateSetDropsAPendingValue)

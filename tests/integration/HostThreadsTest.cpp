@@ -124,9 +124,14 @@ TEST_P(HostThreads, AWorkerSavesUnderTheHostsLockWhileTheEditorIsOpen)
     setRandomValues(*hosted, random, 0.0f, 1.0f, { "Bypass", "Low Latency Mode" });
     juce::AudioBuffer<float> buffer(2, 256);
     juce::MidiBuffer midi;
-    buffer.clear();
-    hosted->processBlock(buffer, midi);
-    pumpMessages();
+    // A value that a write moves elsewhere (a rate put on a division) reaches
+    // an LV2 host in the block after its message.
+    for (int block = 0; block < 2; ++block)
+    {
+        buffer.clear();
+        hosted->processBlock(buffer, midi);
+        pumpMessages();
+    }
 
     std::unique_ptr<juce::AudioProcessorEditor> editor(hosted->createEditorIfNeeded());
     ASSERT_NE(editor, nullptr);

@@ -33,6 +33,12 @@ inline void setRandomValues(juce::AudioPluginInstance& instance, std::mt19937& r
         const auto name = parameter->getName(100);
         if (std::any_of(skipped.begin(), skipped.end(), [&](const char* s) { return name == s; }))
             continue;
+        // LFO: a restored Manual mode starts its flange from deck A, wherever it was saved.
+        if (name == "Flange Mode")
+        {
+            parameter->setValue(1.0f);
+            continue;
+        }
         const int steps = parameter->getNumSteps();
         float value = std::uniform_real_distribution<float>(low, high)(random);
         if (steps > 1 && steps < 100)

@@ -103,6 +103,22 @@ TEST(ReelwarpParameters, SwitchesAndFrameLevelsReachWhatTheyName)
     EXPECT_FLOAT_EQ(h.state().mix, 0.25f);
 }
 
+TEST(ReelwarpParameters, AVoicesCopyTakesTheDecksAndTheLfoFrequencyOnly)
+{
+    ProcessorHarness h(2, 48000.0, 64);
+    h.set("Feedback", 0.7f);
+    h.set("LFOFreq", 2.5f);
+    h.set("Mix", 0.25f);
+    qel::ScratchArena arena(1 << 16);
+    auto* copy = static_cast<qel::ReelwarpProcessor::State*>(h.state().cloneState(arena));
+    ASSERT_NE(copy, nullptr);
+    ASSERT_EQ(copy->decks.size(), 2u);
+    EXPECT_EQ(copy->decks[1].deckB.feedback, 0.7f);
+    EXPECT_EQ(copy->lfoFrequency, 2.5f);
+    EXPECT_EQ(copy->mix, 1.0f);
+    copy->~State();
+}
+
 TEST(ReelwarpParameters, AliasesFollowTheTableAndTextsReadAsAMusicianExpects)
 {
     const char* const order[] = {
