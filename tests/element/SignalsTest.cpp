@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <set>
 #include <thread>
 #include <vector>
 
@@ -11,10 +10,7 @@ namespace
 {
 
 // Elements stand in by address only: the channel never looks inside them.
-struct Token
-{
-    int n;
-};
+struct Token { int n; };
 
 const qel::Element& asElement(const Token& t)
 {
@@ -34,12 +30,10 @@ TEST(SignalN, CallsSlotsInOrderAndSurvivesDisconnectionDuringDispatch)
         signal.connect([&](int w) { calls.push_back("late" + std::to_string(w)); });
     });
     other = signal.connect([&](int v) { calls.push_back("other" + std::to_string(v)); });
-    EXPECT_EQ(signal.size(), 3);
     signal(1);
     // The late slot is called in the same dispatch; the disconnected ones are gone after it.
     EXPECT_EQ(calls, (std::vector<std::string> { "a1", "self1", "late1" }));
     EXPECT_EQ(signal.size(), 2);
-    EXPECT_FALSE(self.isConnected());
     calls.clear();
     signal(2);
     EXPECT_EQ(calls, (std::vector<std::string> { "a2", "late2" }));
@@ -51,39 +45,29 @@ struct ChannelFixture : ::testing::Test
     void SetUp() override { channel.deliver(); }
 };
 
-TEST_F(ChannelFixture, OneTickCarriesAtMostTheMessagesThatExist)
+TEST_F(ChannelFixture, OneTickCarriesAtMostTheMessagesThatExistAndNoneOfTheDead)
 {
-    qel::AsyncParameterSignal signal;
-    int delivered = 0;
-    signal.connect([&](const qel::Element&, int) { ++delivered; });
     Token element { 1 };
+    int delivered = 0;
+    {
+        qel::AsyncParameterSignal dead;
+        dead.connect([&](const qel::Element&, int) { ++delivered; });
+        EXPECT_TRUE(dead.post(asElement(element), 7));
+    }
+    EXPECT_EQ(channel.deliver(), 0);
+    qel::AsyncParameterSignal signal;
+    EXPECT_FALSE(signal.post(asElement(element), 1)); // no listeners: nothing to post
+    signal.connect([&](const qel::Element&, int) { ++delivered; });
     int accepted = 0;
     for (int i = 0; i < 40000; ++i)
         accepted += signal.post(asElement(element), i) ? 1 : 0;
     EXPECT_EQ(accepted, 32768);
     EXPECT_EQ(channel.deliver(), 32768);
     EXPECT_EQ(delivered, 32768);
-    EXPECT_EQ(channel.deliver(), 0);
     // Every message went back: the channel is whole again.
     for (int i = 0; i < 32768; ++i)
         ASSERT_TRUE(signal.post(asElement(element), i));
     EXPECT_EQ(channel.deliver(), 32768);
-}
-
-TEST_F(ChannelFixture, ADeadElementsMessagesAreDropped)
-{
-    int delivered = 0;
-    Token element { 2 };
-    {
-        qel::AsyncParameterSignal signal;
-        signal.connect([&](const qel::Element&, int) { ++delivered; });
-        EXPECT_TRUE(signal.post(asElement(element), 7));
-    }
-    EXPECT_EQ(channel.deliver(), 0);
-    EXPECT_EQ(delivered, 0);
-    // Without listeners there is nothing to post.
-    qel::AsyncParameterSignal quiet;
-    EXPECT_FALSE(quiet.post(asElement(element), 1));
 }
 
 // Producers on several threads while the message thread delivers: what was
@@ -115,36 +99,31 @@ TEST_F(ChannelFixture, ManyProducersLoseNothingAndDuplicateNothing)
     for (auto& t : threads)
         t.join();
     channel.deliver();
-    size_t total = 0;
     for (int p = 0; p < producers; ++p)
-    {
         EXPECT_EQ(received[(size_t) p], accepted[(size_t) p]) << "producer " << p;
-        total += accepted[(size_t) p].size();
-    }
-    EXPECT_GT(total, 0u);
+    EXPECT_FALSE(accepted[0].empty());
 }
 
+// Posted from other threads, both the channel's messages and a forwarder's
+// update arrive on the message thread, the update coalesced.
 TEST_F(ChannelFixture, TheTimerDeliversOnTheMessageThread)
 {
     qel::AsyncParameterSignal signal;
     Token element { 3 };
     std::thread::id deliveredOn;
     signal.connect([&](const qel::Element&, int) { deliveredOn = std::this_thread::get_id(); });
-    std::thread producer([&] { signal.post(asElement(element), 9); });
+    qel::AsyncUpdateForwarder forwarder;
+    int updates = 0;
+    forwarder.connect([&] { ++updates; });
+    std::thread producer([&] {
+        signal.post(asElement(element), 9);
+        forwarder.trigger();
+        forwarder.trigger();
+    });
     producer.join();
     juce::MessageManager::getInstance()->runDispatchLoopUntil(60);
     EXPECT_EQ(deliveredOn, std::this_thread::get_id());
-}
-
-TEST(AsyncUpdateForwarder, CallsItsSlotsOnTheMessageThread)
-{
-    qel::AsyncUpdateForwarder forwarder;
-    int calls = 0;
-    forwarder.connect([&] { ++calls; });
-    std::thread other([&] { forwarder.trigger(); forwarder.trigger(); });
-    other.join();
-    juce::MessageManager::getInstance()->runDispatchLoopUntil(50);
-    EXPECT_EQ(calls, 1); // coalesced
+    EXPECT_EQ(updates, 1);
 }
 
 } // namespace

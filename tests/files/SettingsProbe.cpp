@@ -1,5 +1,4 @@
-// A separate process for the settings tests: writes or reads each value type,
-// or mounts the places, and prints what it found.
+// The settings tests' own process: writes or reads each value type, or mounts the places, and prints what it found.
 #include "files/Mounting.h"
 #include "files/Settings.h"
 
@@ -11,9 +10,7 @@ int main(int argc, char** argv)
 {
     juce::ScopedJuceInitialiser_GUI juce;
     const juce::String command = argc > 1 ? argv[1] : "";
-    qel::Settings global(qel::Settings::processBranch);
-    qel::Settings vst(qel::Settings::formatBranch("VST"));
-
+    qel::Settings global(qel::Settings::processBranch), vst(qel::Settings::formatBranch("VST"));
     if (command == "write")
     {
         global.setString("probe.text", juce::String::fromUTF8("tape \xc3\xa9" "cho <&>"));
@@ -23,31 +20,23 @@ int main(int argc, char** argv)
         const char bytes[] = { 0, 1, 2, (char) 0xff };
         global.setBinary("probe.bytes", juce::MemoryBlock(bytes, sizeof bytes));
         vst.setBool("ui.expanded", false);
-        std::cout << "written\n";
     }
     else if (command == "read")
     {
-        std::cout << "text=" << global.getString("probe.text", "none") << "\n"
-                  << "expanded=" << global.getBool("ui.expanded", false) << "\n"
-                  << "reel=" << global.getBool("ui.reel", true) << "\n"
-                  << "count=" << global.getInt("probe.count", 7) << "\n"
-                  << "reelTime=" << juce::String(global.getFloat("ui.reelTime", 2.5f), 6) << "\n"
-                  << "bytes=" << juce::String::toHexString(global.getBinary("probe.bytes").getData(),
-                                                          (int) global.getBinary("probe.bytes").getSize(), 0)
-                  << "\n"
-                  << "vstExpanded=" << vst.getBool("ui.expanded", true) << "\n";
+        const auto bytes = global.getBinary("probe.bytes");
+        std::cout << "text=" << global.getString("probe.text", "none") << "\nexpanded=" << global.getBool("ui.expanded", false)
+                  << "\nreel=" << global.getBool("ui.reel", true) << "\ncount=" << global.getInt("probe.count", 7)
+                  << "\nreelTime=" << juce::String(global.getFloat("ui.reelTime", 2.5f), 6)
+                  << "\nbytes=" << juce::String::toHexString(bytes.getData(), (int) bytes.getSize(), 0)
+                  << "\nvstExpanded=" << vst.getBool("ui.expanded", true) << "\n";
     }
     else if (command == "places")
     {
         qel::VFSHolder holder;
         const int folders = qel::mountUserFolders(global, holder);
-        const int created = qel::mountStandardPlaces(global, holder);
-        std::cout << "folders=" << folders << " created=" << created << "\n";
+        std::cout << "folders=" << folders << " created=" << qel::mountStandardPlaces(global, holder) << "\n";
     }
     else
-    {
-        std::cerr << "usage: settings-probe write|read|places\n";
-        return 2;
-    }
+        return 2; // usage: settings-probe write|read|places
     return 0;
 }

@@ -1,30 +1,26 @@
 // Loads the built plug-in binaries the way a host does.
 #pragma once
 
+#include "support/Signals.h"
+
 #include <juce_audio_processors/juce_audio_processors.h>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
 #include <initializer_list>
-#include <memory>
 #include <random>
 
 namespace qel::test
 {
 
-struct FormatCase
-{
-    const char* name;
-    const char* path; // empty when the format is not built in this configuration
-};
+using Instance = std::unique_ptr<juce::AudioPluginInstance>;
 
-// Test listings name the format rather than dump its bytes.
+// A format's name, and its binary's path, empty when this configuration does not build it.
+struct FormatCase { const char* name; const char* path; };
 inline void PrintTo(const FormatCase& format, std::ostream* out) { *out << format.name; }
 
-// Each parameter but the skipped ones at a random value in [low, high];
-// switches and choices at one of their steps, since some hosts keep what they wrote.
+// Each parameter but the skipped ones at random in [low, high], on a step where it has some (hosts keep what
+// they wrote); Flange Mode on LFO, since a restored Manual mode starts from deck A, wherever it was saved.
 inline void setRandomValues(juce::AudioPluginInstance& instance, std::mt19937& random, float low, float high,
                             std::initializer_list<const char*> skipped)
 {
@@ -33,88 +29,124 @@ inline void setRandomValues(juce::AudioPluginInstance& instance, std::mt19937& r
         const auto name = parameter->getName(100);
         if (std::any_of(skipped.begin(), skipped.end(), [&](const char* s) { return name == s; }))
             continue;
-        // LFO: a restored Manual mode starts its flange from deck A, wherever it was saved.
-        if (name == "Flange Mode")
-        {
-            parameter->setValue(1.0f);
-            continue;
-        }
         const int steps = parameter->getNumSteps();
-        float value = std::uniform_real_distribution<float>(low, high)(random);
+        float value = name == "Flange Mode" ? 1.0f : std::uniform_real_distribution<float>(low, high)(random);
         if (steps > 1 && steps < 100)
             value = std::round(value * static_cast<float>(steps - 1)) / static_cast<float>(steps - 1);
         parameter->setValue(value);
     }
 }
 
-inline std::unique_ptr<juce::AudioPluginFormat> makeFormat(const juce::String& name)
+inline juce::AudioProcessorParameter* named(juce::AudioPluginInstance& instance, const juce::String& name)
 {
-    if (name == "VST")
-        return std::make_unique<juce::VSTPluginFormat>();
-    if (name == "VST3")
-        return std::make_unique<juce::VST3PluginFormat>();
-    return std::make_unique<juce::LV2PluginFormat>();
+    for (auto* parameter : instance.getParameters())
+        if (parameter->getName(100) == name)
+            return parameter;
+    return nullptr;
 }
 
-// Finds the plug-in's description: LV2 bundles are scanned from the build folder.
-inline std::unique_ptr<juce::PluginDescription> describe(juce::AudioPluginFormat& format, const juce::String& path)
+inline juce::AudioProcessor::BusesLayout layoutOf(const juce::AudioChannelSet& in, const juce::AudioChannelSet& out)
 {
-    juce::OwnedArray<juce::PluginDescription> found;
-    if (format.getName() == "LV2")
-    {
-        const auto folder = juce::File(path).getParentDirectory().getParentDirectory();
-        for (const auto& uri : format.searchPathsForPlugins(juce::FileSearchPath(folder.getFullPathName()), false, false))
-            if (uri.contains("qel.net"))
-                format.findAllTypesForFile(found, uri);
-    }
-    else
-    {
-        format.findAllTypesForFile(found, path);
-    }
-    return found.isEmpty() ? nullptr : std::make_unique<juce::PluginDescription>(*found[0]);
+    juce::AudioProcessor::BusesLayout layout;
+    layout.inputBuses.add(in);
+    layout.outputBuses.add(out);
+    return layout;
+}
+
+inline juce::AudioProcessor::BusesLayout layoutOf(int channels)
+{
+    return layoutOf(juce::AudioChannelSet::canonicalChannelSet(channels), juce::AudioChannelSet::canonicalChannelSet(channels));
+}
+
+inline bool allFinite(const juce::AudioBuffer<float>& buffer)
+{
+    for (int c = 0; c < buffer.getNumChannels(); ++c)
+        if (!std::all_of(buffer.getReadPointer(c), buffer.getReadPointer(c) + buffer.getNumSamples(), [](float x) { return std::isfinite(x); }))
+            return false;
+    return true;
+}
+
+// The test signal from `frame` through the processor, in place; false when what comes out is not finite.
+inline bool playTestSignal(juce::AudioProcessor& processor, juce::AudioBuffer<float>& block, int64_t frame, double rate)
+{
+    juce::MidiBuffer midi;
+    fillTestSignal(block, frame, rate);
+    processor.processBlock(block, midi);
+    return allFinite(block);
 }
 
 // Hosts the formats' asynchronous notices, latency among them.
-inline void pumpMessages()
-{
-    juce::MessageManager::getInstance()->runDispatchLoopUntil(50);
-}
+inline void pumpMessages() { juce::MessageManager::getInstance()->runDispatchLoopUntil(50); }
 
-// JUCE's LV2 host makes a new instance at each prepare and gives it the old
-// one's state; the plug-in restores it on its own message thread, which
-// runs beside this one. Audio compared from the first block waits for it.
+// JUCE's LV2 host makes a new instance at each prepare with the old one's state, which the plug-in
+// restores on its own message thread: audio compared from the first block waits for it.
 inline void awaitPostedRestore()
 {
     pumpMessages();
     juce::Thread::sleep(300);
 }
 
-class HostedFormat : public ::testing::TestWithParam<FormatCase>
+// Silent blocks of 256 frames, each followed by its messages: an LV2 host learns values only from them.
+inline void settle(juce::AudioPluginInstance& instance, int blocks = 1)
 {
-protected:
+    juce::AudioBuffer<float> buffer(2, 256);
+    juce::MidiBuffer midi;
+    for (int block = 0; block < blocks; ++block)
+    {
+        buffer.clear();
+        instance.processBlock(buffer, midi);
+        pumpMessages();
+    }
+}
+
+struct HostedFormat : ::testing::TestWithParam<FormatCase>
+{
     void SetUp() override
     {
         if (juce::String(GetParam().path).isEmpty())
             GTEST_SKIP() << GetParam().name << " is not built in this configuration";
-        format = makeFormat(GetParam().name);
-        description = describe(*format, GetParam().path);
-        ASSERT_NE(description, nullptr) << "no plug-in found at " << GetParam().path;
+        if (vst2())
+            format = std::make_unique<juce::VSTPluginFormat>();
+        else if (vst3())
+            format = std::make_unique<juce::VST3PluginFormat>();
+        else
+            format = std::make_unique<juce::LV2PluginFormat>();
+        // LV2 bundles are scanned from the build folder.
+        juce::OwnedArray<juce::PluginDescription> found;
+        const auto folder = juce::File(GetParam().path).getParentDirectory().getParentDirectory();
+        for (const auto& uri : lv2() ? format->searchPathsForPlugins(juce::FileSearchPath(folder.getFullPathName()), false, false)
+                                     : juce::StringArray { GetParam().path })
+            if (!lv2() || uri.contains("qel.net"))
+                format->findAllTypesForFile(found, uri);
+        ASSERT_FALSE(found.isEmpty()) << "no plug-in found at " << GetParam().path;
+        description = *found[0];
     }
 
-    std::unique_ptr<juce::AudioPluginInstance> load(double sampleRate, int blockSize)
+    Instance load(double sampleRate, int blockSize)
     {
         juce::String error;
-        auto instance = format->createInstanceFromDescription(*description, sampleRate, blockSize, error);
+        auto instance = format->createInstanceFromDescription(description, sampleRate, blockSize, error);
         EXPECT_NE(instance, nullptr) << error;
         return instance;
     }
 
+    // Loaded, laid out and prepared as a host does it, then awaitRestore(); null when the layout is refused.
+    Instance prepared(double rate = 48000.0, int block = 256, int channels = 2)
+    {
+        auto hosted = load(rate, block);
+        if (hosted == nullptr || !hosted->setBusesLayout(layoutOf(channels)))
+            return nullptr;
+        EXPECT_EQ(hosted->getTotalNumOutputChannels(), channels);
+        hosted->prepareToPlay(rate, block);
+        awaitRestore(*hosted, channels);
+        return hosted;
+    }
+
+    bool vst2() const { return juce::String(GetParam().name) == "VST"; }
+    bool vst3() const { return juce::String(GetParam().name) == "VST3"; }
     bool lv2() const { return juce::String(GetParam().name) == "LV2"; }
 
-    // JUCE's LV2 host makes a new plug-in at each prepare and hands it the old
-    // state, restored on the plug-in's own thread in some 35 ms at 48 kHz and
-    // 290 ms at 384 kHz, during which blocks come back as they went in. Waits
-    // twice that, then until a one-frame probe is processed.
+    // The restore takes ~35 ms at 48 kHz, 290 ms at 384 kHz, passing blocks through meanwhile: waits twice that, then for a probe.
     void awaitRestore(juce::AudioPluginInstance& p, int channels)
     {
         if (!lv2())
@@ -123,37 +155,27 @@ protected:
         juce::Thread::sleep((int) (p.getSampleRate() / 1000.0));
         juce::AudioBuffer<float> probe(channels, 1);
         juce::MidiBuffer midi;
-        for (int attempt = 0; attempt < 300; ++attempt)
+        for (int attempt = 0; attempt < 300; ++attempt, juce::Thread::sleep(10))
         {
             for (int c = 0; c < channels; ++c)
                 probe.setSample(c, 0, 0.25f);
             p.processBlock(probe, midi);
             if (probe.getSample(0, 0) != 0.25f)
                 return;
-            juce::Thread::sleep(10);
         }
         ADD_FAILURE() << "the plug-in never processed a block";
     }
 
     std::unique_ptr<juce::AudioPluginFormat> format;
-    std::unique_ptr<juce::PluginDescription> description;
+    juce::PluginDescription description;
 };
 
-inline bool isVst2(const FormatCase& c)
-{
-    return juce::String(c.name) == "VST";
-}
-
-// The three formats this configuration builds, for INSTANTIATE_TEST_SUITE_P.
+// The three formats this configuration builds, and test names by format.
 inline auto builtFormats()
 {
     return ::testing::Values(FormatCase { "VST", REELWARP_VST2_BINARY }, FormatCase { "VST3", REELWARP_VST3_BUNDLE },
                              FormatCase { "LV2", REELWARP_LV2_BUNDLE });
 }
-
-inline std::string formatName(const ::testing::TestParamInfo<FormatCase>& info)
-{
-    return info.param.name;
-}
+inline std::string formatName(const ::testing::TestParamInfo<FormatCase>& info) { return info.param.name; }
 
 } // namespace qel::test

@@ -29,6 +29,17 @@ struct ProcessorHarness
     void set(const char* name, float value) { processor.setParameterFloat(id(name), value); }
     void set(const char* name, bool value) { processor.setParameterBool(id(name), value); }
     void set(const char* name, int value) { processor.setParameterInt(id(name), value); }
+    // Any kind from a number: a switch from 0 or 1, a choice from its index.
+    void setValue(const char* name, float value)
+    {
+        const auto i = id(name);
+        if (processor.findBoolParameter(i) != nullptr)
+            processor.setParameterBool(i, value != 0.0f);
+        else if (processor.findIntParameter(i) != nullptr)
+            processor.setParameterInt(i, static_cast<int>(value));
+        else
+            processor.setParameterFloat(i, value);
+    }
     float number(const char* name) const { return processor.getParameterFloat(id(name)); }
     int choice(const char* name) const { return processor.getParameterInt(id(name)); }
     String text(const char* name) const

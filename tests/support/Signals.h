@@ -9,16 +9,25 @@
 namespace qel::test
 {
 
+// The uniform noise every test draws from: one linear congruential step per
+// value, so that a seed gives the same sequence in every test and on every machine.
+struct Noise
+{
+    uint32_t seed;
+    uint32_t nextBits() noexcept { return seed = seed * 1664525u + 1013904223u; }
+    // In -0.5 .. 0.5, from the top 24 bits.
+    double next() noexcept { return static_cast<double>(nextBits() >> 8) / 16777216.0 - 0.5; }
+};
+
 // A deterministic stereo test signal: two sines and a little noise, at a
 // level that keeps the tape in its musical range.
 inline void fillTestSignal(juce::AudioBuffer<float>& buffer, int64_t startFrame, double sampleRate)
 {
-    uint32_t seed = static_cast<uint32_t>(startFrame) * 2654435761u + 12345u;
+    Noise random { static_cast<uint32_t>(startFrame) * 2654435761u + 12345u };
     for (int i = 0; i < buffer.getNumSamples(); ++i)
     {
         const double t = static_cast<double>(startFrame + i) / sampleRate;
-        seed = seed * 1664525u + 1013904223u;
-        const double noise = (static_cast<double>(seed >> 8) / 16777216.0 - 0.5) * 0.02;
+        const double noise = random.next() * 0.02;
         for (int c = 0; c < buffer.getNumChannels(); ++c)
         {
             const double f = c == 0 ? 220.0 : 331.0;

@@ -27,25 +27,19 @@ inline void randomiseStoredValues(Element& e, std::mt19937& random)
     {
         if (!isStored(*b))
             continue;
-        const auto id = b->id();
-        switch (b->valueType())
+        if (b->valueType() == ValueType::floatValue)
         {
-            case ValueType::floatValue:
-            {
-                const auto& d = static_cast<const ParameterInfo<float>&>(*b).typedDescription();
-                e.setParameterFloat(id, std::uniform_real_distribution<float>(d.minimum, d.maximum)(random));
-                break;
-            }
-            case ValueType::intValue:
-            {
-                const auto& d = static_cast<const ParameterInfo<int>&>(*b).typedDescription();
-                if (d.hasRange())
-                    e.setParameterInt(id, std::uniform_int_distribution<int>(d.minimum, d.maximum)(random));
-                break;
-            }
-            case ValueType::boolValue: e.setParameterBool(id, (random() & 1) != 0); break;
-            default: break;
+            const auto& d = static_cast<const ParameterInfo<float>&>(*b).typedDescription();
+            e.setParameterFloat(b->id(), std::uniform_real_distribution<float>(d.minimum, d.maximum)(random));
         }
+        else if (b->valueType() == ValueType::intValue)
+        {
+            const auto& d = static_cast<const ParameterInfo<int>&>(*b).typedDescription();
+            if (d.hasRange())
+                e.setParameterInt(b->id(), std::uniform_int_distribution<int>(d.minimum, d.maximum)(random));
+        }
+        else if (b->valueType() == ValueType::boolValue)
+            e.setParameterBool(b->id(), (random() & 1) != 0);
     }
     // Low latency caps the flange depth that the effect reports, so the
     // depth read back hangs on the order of setting; it is tested on its own.
@@ -59,17 +53,12 @@ inline std::map<std::string, double> storedValues(const Element& e)
     std::map<std::string, double> values;
     for (const auto& b : e.getParameters())
     {
-        if (!isStored(*b))
-            continue;
         const auto id = b->id();
-        const auto name = b->description().name.toStdString();
-        switch (b->valueType())
-        {
-            case ValueType::floatValue: values[name] = e.getParameterFloat(id); break;
-            case ValueType::intValue: values[name] = e.getParameterInt(id); break;
-            case ValueType::boolValue: values[name] = e.getParameterBool(id) ? 1.0 : 0.0; break;
-            default: break;
-        }
+        const auto type = b->valueType();
+        if (isStored(*b) && (type == ValueType::floatValue || type == ValueType::intValue || type == ValueType::boolValue))
+            values[b->description().name.toStdString()] = type == ValueType::floatValue ? e.getParameterFloat(id)
+                                                          : type == ValueType::intValue ? e.getParameterInt(id)
+                                                                                        : (e.getParameterBool(id) ? 1.0 : 0.0);
     }
     return values;
 }

@@ -8,10 +8,6 @@
 namespace qel::test
 {
 
-using qel::Element;
-using qel::ParameterDescription;
-using qel::String;
-
 struct GainState : qel::ElementState
 {
     using ElementState::ElementState;
@@ -19,18 +15,13 @@ struct GainState : qel::ElementState
     bool on = false;
 };
 
-// A small element type with a state-level float, a bool, and an
-// element-level text, as a concrete element declares them.
+// A small element with a state-level float and bool, as a concrete element declares them.
 struct GainElement : Element
 {
-    static const ParameterDescription<float>& gainDescription()
-    {
-        static const ParameterDescription<float> d("TestGain", 0.5f, { 0.0f, 1.0f });
-        return d;
-    }
     static uint32_t gainId()
     {
-        static const uint32_t id = qel::ParameterRegistry::get().registerFloat(gainDescription());
+        static const uint32_t id =
+            qel::ParameterRegistry::get().registerFloat(ParameterDescription<float>("TestGain", 0.5f, { 0.0f, 1.0f }));
         return id;
     }
     static uint32_t onId()
@@ -38,21 +29,12 @@ struct GainElement : Element
         static const uint32_t id = qel::ParameterRegistry::get().registerBool(ParameterDescription<bool>("TestOn", true));
         return id;
     }
-    static uint32_t labelId()
-    {
-        static const uint32_t id =
-            qel::ParameterRegistry::get().registerString(ParameterDescription<String>("TestLabel", "none", false, true));
-        return id;
-    }
-
-    String label { "none" };
 
     explicit GainElement(const String& name, const String& type = "Gain") : Element(type, name)
     {
         setStates(std::make_unique<GainState>(this), std::make_unique<GainState>(this));
         addParameter(qel::bindField<&GainState::gain>(gainId()));
         addParameter(qel::bindField<&GainState::on>(onId()));
-        addParameter(qel::bindField<&GainElement::label>(labelId()));
     }
 
     GainState& reference() { return *static_cast<GainState*>(getReferenceState()); }

@@ -1,34 +1,56 @@
-// The frame around the decks: dry path and latency, the compander's
-// switches, the host-synced LFO, channels, the display feed, and the audio
-// thread's promise not to allocate.
+// The frame around the decks: dry path, latency, compander, host sync, channels.
 #include "support/ProcessorHarness.h"
+#include "tape/DryDelayLine.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <vector>
 
 namespace
 {
 
 using qel::test::ProcessorHarness;
 
-std::vector<float> testSignal(size_t length)
+// A ramp through the line in blocks of 16, read with delays from start to end.
+std::vector<float> rampThroughDryLine(double start, double end)
 {
-    std::vector<float> x(length);
-    for (size_t i = 0; i < length; ++i)
-        x[i] = static_cast<float>(0.4 * std::sin(0.013 * static_cast<double>(i)) + 0.1 * std::sin(0.31 * static_cast<double>(i)));
-    return x;
+    qel::DryDelayLine line;
+    line.prepare(64, 16);
+    std::vector<float> y(256);
+    for (int at = 0; at < 256; at += 16)
+    {
+        float x[16];
+        for (int i = 0; i < 16; ++i)
+            x[i] = static_cast<float>(at + i);
+        line.write(x, 16);
+        line.read(y.data() + at, 16, start, end);
+        line.advance(16);
+    }
+    return y;
 }
 
-void expectDelayedCopy(const std::vector<float>& x, const std::vector<float>& y, size_t delay)
+// A ramp passes linear interpolation unchanged: out comes the time pointed at.
+TEST(DryDelayLine, FractionalAndMovingDelaysInterpolateLinearly)
 {
-    for (size_t i = 0; i < x.size(); ++i)
-        ASSERT_EQ(y[i], i >= delay ? x[i - delay] : 0.0f) << "at " << i;
+    auto y = rampThroughDryLine(10.25, 10.25);
+    for (size_t i = 20; i < y.size(); ++i)
+        ASSERT_NEAR(y[i], static_cast<double>(i) - 10.25, 1e-4);
+    y = rampThroughDryLine(8.0, 12.0);
+    for (size_t i = 32; i < y.size(); ++i)
+        ASSERT_NEAR(y[i], static_cast<double>(i) - (8.0 + 4.0 * static_cast<double>(i % 16) / 16.0), 1e-4);
 }
 
+// Also an exact copy at the longest delay the line holds, across its wraps.
 TEST(ReelwarpFrame, DryAloneIsTheInputDelayedByTheLatencyWithoutGainOrPad)
 {
-    const auto x = testSignal(6000);
+    const auto expectDelayedCopy = [](const std::vector<float>& x, const std::vector<float>& y, size_t delay) {
+        for (size_t i = 0; i < x.size(); ++i)
+            ASSERT_EQ(y[i], i >= delay ? x[i - delay] : 0.0f) << "delay " << delay << " at " << i;
+    };
+    std::vector<float> x(6000);
+    for (size_t i = 0; i < x.size(); ++i)
+        x[i] = static_cast<float>(0.4 * std::sin(0.013 * static_cast<double>(i)) + 0.1 * std::sin(0.31 * static_cast<double>(i)));
     ProcessorHarness normal(2, 48000.0, 512);
     normal.set("Mix", 0.0f);
     normal.set("OutputGain", 12.0f);
@@ -41,6 +63,7 @@ TEST(ReelwarpFrame, DryAloneIsTheInputDelayedByTheLatencyWithoutGainOrPad)
     expectDelayedCopy(x, low.renderSignal(x, 100), 480); // 10 ms
 }
 
+// Deck B's slowest delay must stay above zero at the short main tap.
 TEST(ReelwarpFrame, LowLatencyShortensTheMainTapAndCapsTheFlangeDepth)
 {
     ProcessorHarness h(2, 48000.0, 64);
@@ -64,18 +87,16 @@ TEST(ReelwarpFrame, CompanderChoicesSurviveItsSwitchAndTheDecoderFollowsTheLink)
 {
     ProcessorHarness h(2, 48000.0, 64);
     auto modes = [&](uint32_t encoder, uint32_t decoder) {
-        for (auto& pair : h.state().decks)
-            for (const auto* d : { &pair.deckA, &pair.deckB })
-                if (d->noiseReduction.encoderMode != encoder || d->noiseReduction.decoderMode != decoder)
-                    return false;
-        return true;
+        bool all = true;
+        h.state().forEachDeck([&](qel::TapeDeck& d) {
+            all = all && d.noiseReduction.encoderMode == encoder && d.noiseReduction.decoderMode == decoder;
+        });
+        return all;
     };
-
-    // The compander is off by default, yet choosing an encoder starts it; the link takes the decoder along.
+    // Off by default, yet choosing an encoder starts it; the link takes the decoder along.
     ASSERT_FALSE(h.processor.getParameterBool(h.id("ApplyCompander")));
     h.set("NoiseReductionEncoder", 2);
     EXPECT_TRUE(modes(2, 2));
-
     h.set("ApplyCompander", true);
     h.set("ApplyCompander", false);
     EXPECT_TRUE(modes(0, 0));
@@ -83,7 +104,7 @@ TEST(ReelwarpFrame, CompanderChoicesSurviveItsSwitchAndTheDecoderFollowsTheLink)
     h.set("ApplyCompander", true);
     EXPECT_TRUE(modes(2, 2));
 
-    // Unlinked, each side is its own.
+    // Unlinked, each side is its own; linking again takes the encoder's choice.
     h.set("NRLink", false);
     h.set("NoiseReductionDecoder", 3);
     h.set("NoiseReductionEncoder", 1);
@@ -111,8 +132,7 @@ TEST(ReelwarpFrame, SyncedLfoRunsAtTheHostTempoAndRestartsWithTheHostPosition)
     for (auto& pair : h.state().decks)
         EXPECT_NEAR(pair.deckB.lfoRate, 0.5, 1e-6);
 
-    // A jump: the cycle stands where the host's quarter notes put it at every
-    // slice of that block, the last of 32 frames too, then runs on.
+    // After a jump the cycle stands where the host's beats put it at every slice.
     h.context->changeFlags = qel::RenderContext::changedPosition;
     h.context->position = 10.0;
     h.render(block, 512);
@@ -153,6 +173,7 @@ TEST(ReelwarpFrame, SettingsMadeBeforeTheFormatReachEveryChannel)
     EXPECT_EQ(state.decks.size(), 1u);
 }
 
+// Choosing Manual, again too, puts deck B level with deck A; the display follows B.
 TEST(ReelwarpFrame, ManualModeStartsAtAnEndAndTheDisplayFollowsDeckB)
 {
     ProcessorHarness h(2, 48000.0, 512);
@@ -169,6 +190,9 @@ TEST(ReelwarpFrame, ManualModeStartsAtAnEndAndTheDisplayFollowsDeckB)
     h.render(block, 100);
     EXPECT_FLOAT_EQ(h.processor.getLastRelativeDelay(), 0.5f);
     EXPECT_EQ(ring->available(), 612u);
+    h.set("FlangeMode", 0);
+    for (auto& pair : h.state().decks)
+        EXPECT_EQ(pair.deckB.relativePosition, 0.0);
 }
 
 } // namespace
