@@ -1,7 +1,7 @@
 // A stereo instance's decks (two per channel) at 48 kHz on 512-frame blocks:
 // "rt_factor" is seconds of stereo audio per second of one core.
 #include "BenchSignal.h"
-#include "tape/DeckPair.h"
+#include "tape/dsp/DeckPair.h"
 
 #include <memory>
 

@@ -1,7 +1,7 @@
 // Real-time factors of the play head and of each noise-reduction pair.
 #include "BenchSignal.h"
-#include "tape/NoiseReduction.h"
-#include "tape/PlayHead.h"
+#include "tape/dsp/NoiseReduction.h"
+#include "tape/dsp/PlayHead.h"
 
 namespace
 {

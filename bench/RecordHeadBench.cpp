@@ -1,6 +1,6 @@
 // Real-time factor of the record head, the main cost of a deck.
 #include "BenchSignal.h"
-#include "tape/RecordHead.h"
+#include "tape/dsp/RecordHead.h"
 
 namespace
 {

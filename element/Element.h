@@ -46,14 +46,12 @@ public:
     Element(const Element&) = delete;
     Element& operator=(const Element&) = delete;
 
-    // --- virtual operations, in the order of the element's table ---
+    // --- virtual operations this product uses ---
     virtual bool save(tinyxml2::XMLElement& parent, const ElementSaveOptions& options);
     virtual bool load(const tinyxml2::XMLElement& element, const ElementLoadOptions& options, uint32_t version);
     virtual void finishLoading();
     virtual void bindReferences();
-    virtual ElementState* createVoiceState(ScratchArena& arena);
     virtual void resetProcessState();
-    virtual void* reserved() { return nullptr; }
     virtual juce::CriticalSection& getLock();
     virtual void setParent(Element* newParent) { parent = newParent; }
     virtual String getPath() const;
@@ -61,8 +59,6 @@ public:
     virtual uint32_t resolveParameterId(uint32_t id) const { return id; }
     virtual uint32_t findParameterId(const String& parameterName) const;
     virtual Element* findChild(const String& path) const;
-    virtual Element* getSharedControlSource(const String& sourceName, bool lock);
-    virtual void releaseSharedControlSource(Element* source);
     virtual void findElements(const String& pattern, juce::Array<Element*>& out) const;
     virtual void setParameterString(uint32_t id, const String& value) { setImmediate<String>(id, value); }
     virtual void setParameterInt(uint32_t id, int value) { setImmediate<int>(id, value); }
@@ -80,13 +76,9 @@ public:
     virtual ParameterInfo<int>* findIntParameter(uint32_t id) const { return find<int>(id); }
     virtual String getParameterString(uint32_t id, Error* error = nullptr) const { return read<String>(id, error); }
     virtual ParameterInfo<String>* findStringParameter(uint32_t id) const { return find<String>(id); }
-    virtual void voiceStarted(void* voiceContext, const void* noteData);
-    virtual void voiceReleased(void* voiceContext, int argument) { (void) voiceContext, (void) argument; }
-    virtual void voiceEnded(void* voiceContext, int argument) { (void) voiceContext, (void) argument; }
     virtual String makeUniqueConnectionName(uint32_t parameterId) const;
     virtual bool addModulationSource(const tinyxml2::XMLElement& description, bool lock);
     virtual bool removeModulationSource(uint32_t parameterId, const String& sourcePath, bool lock);
-    virtual void listModulationSources(uint32_t parameterId, juce::StringArray& out) const;
     virtual void addPendingLink(Element* link);
     virtual void forwardPendingLinks();
     virtual void setPerVoice(bool enabled);
@@ -100,6 +92,17 @@ public:
         return value;
     }
     virtual void prepare();
+
+    // --- slots of the element model that this product never calls: voices,
+    // shared control sources, listings and memory reports ---
+    virtual ElementState* createVoiceState(ScratchArena& arena);
+    virtual void* reserved() { return nullptr; }
+    virtual Element* getSharedControlSource(const String& sourceName, bool lock);
+    virtual void releaseSharedControlSource(Element* source);
+    virtual void voiceStarted(void* voiceContext, const void* noteData);
+    virtual void voiceReleased(void* voiceContext, int argument) { (void) voiceContext, (void) argument; }
+    virtual void voiceEnded(void* voiceContext, int argument) { (void) voiceContext, (void) argument; }
+    virtual void listModulationSources(uint32_t parameterId, juce::StringArray& out) const;
     virtual float getMemoryUsage() const;
     virtual ElementState* createState(ScratchArena& arena);
 

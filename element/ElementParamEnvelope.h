@@ -63,7 +63,8 @@ private:
     ParameterInfoBase& binding;
     Kind kind;
     double coefficient = 0.0;
-    uint16_t version = 0xFFFF;
+    static constexpr uint16_t noVersionSeen = 0xFFFF;
+    uint16_t version = noVersionSeen;
     float target = 0.0f;
     float output = 0.0f;
     float slices[maxSlices] {};

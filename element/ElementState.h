@@ -20,6 +20,12 @@ public:
     // A copy in the arena, for a voice; none where a state has no voices.
     virtual ElementState* cloneState(ScratchArena& arena) const { (void) arena; return nullptr; }
 
+    enum StateFlag : uint8_t
+    {
+        slicing = 1,        // a block's slices are under way
+        fullUpdateDue = 2,  // a ramp asks the next block to update every envelope
+    };
+
     Element* element;
     uint16_t version = 0;
     uint8_t stateFlags = 0;

@@ -53,111 +53,132 @@ String without(const String& text, const char* word, bool ignoreCase)
 
 const char* const noteNames[12] = { "C", "C#", "D", "D#", "E", "F", "F#", "G", "G#", "A", "A#", "B" };
 
+// The number that is left when the unit word is removed, scaled; value is
+// written in any case.
+bool readWithUnit(const String& text, const char* word, bool ignoreCase, double scale, double& value)
+{
+    const bool ok = readNumber(without(text, word, ignoreCase), value);
+    value *= scale;
+    return ok;
+}
+
+bool readSeconds(const String& text, bool hasRange, double minimum, double maximum, double& value)
+{
+    if (contains(text, "ms", true))
+        return readWithUnit(text, "ms", true, 0.001, value);
+    if (contains(text, "s", true))
+        return readWithUnit(text, "s", true, 1.0, value);
+    const bool ok = readNumber(text, value);
+    // A bare number for a short-range seconds parameter means milliseconds.
+    const bool inside = value >= minimum && value <= maximum;
+    if (hasRange && !(maximum > 1.0 && inside) && value < 1000.0)
+        value *= 0.001;
+    return ok;
+}
+
+bool readMilliseconds(const String& text, double& value)
+{
+    if (contains(text, "ms", true))
+        return readWithUnit(text, "ms", true, 1.0, value);
+    if (contains(text, "s", true))
+        return readWithUnit(text, "s", true, 1000.0, value);
+    return readNumber(text, value);
+}
+
+// A bare number below the range is read as kilohertz.
+bool readHertz(const String& text, double minimum, double maximum, double& value)
+{
+    if (contains(text, "kHz", false))
+        return readWithUnit(text, "kHz", false, 1000.0, value);
+    if (contains(text, "Hz", false))
+        return readWithUnit(text, "Hz", false, 1.0, value);
+    bool ok = readNumber(text, value);
+    if (maximum >= minimum && value < minimum)
+    {
+        value *= 1000.0;
+        ok = ok && value <= maximum;
+    }
+    return ok;
+}
+
+bool readLinearGain(const String& text, double& value)
+{
+    const bool ok = readWithUnit(text, "dB", false, 1.0, value);
+    value = std::exp(value * 0.115129254);
+    return ok;
+}
+
+// "Off", "n HPF" or "n LPF" on a 127-step scale each way; a bare negative number is a low-pass.
+bool readFilterBalance(const String& text, double& value)
+{
+    constexpr double step = 0.007874016; // 1 / 127
+    if (text.toLowerCase() == "off")
+    {
+        value = 0.0;
+        return true;
+    }
+    if (contains(text, "HPF", false))
+        return readWithUnit(text, "HPF", false, step, value);
+    if (contains(text, "LPF", false))
+    {
+        const bool ok = readNumber(without(text, "LPF", false), value);
+        value = (value - 127.0) * step;
+        return ok;
+    }
+    const bool ok = readNumber(text, value);
+    if (value < 0.0)
+        value -= 127.0;
+    value *= step;
+    return ok;
+}
+
+bool readStereoPosition(const String& text, double& value)
+{
+    if (contains(text, "Left", false))
+        return readWithUnit(text, "Left", false, -0.01, value);
+    if (contains(text, "Right", false))
+        return readWithUnit(text, "Right", false, 0.01, value);
+    if (contains(text, "Center", false))
+    {
+        value = 0.0;
+        return true;
+    }
+    const bool ok = readNumber(text, value);
+    if (std::fabs(value) >= 1.0)
+        value *= 0.01;
+    return ok;
+}
+
+bool readSemitones(const String& text, double& value)
+{
+    if (contains(text, "Semitones", false))
+        return readWithUnit(text, "Semitones", false, 1.0, value);
+    if (contains(text, "Cents", false))
+        return readWithUnit(text, "Cents", false, 0.01, value);
+    return readNumber(text, value);
+}
+
 // The display-type rules of reading shared by the float and int forms.
 // Returns the number part's success; value is written in any case.
 bool parseByType(uint32_t type, const String& text, bool hasRange, double minimum, double maximum, double& value)
 {
-    // The number that is left when the unit word is removed, scaled.
-    auto withUnit = [&](const char* word, bool ignoreCase, double scale) {
-        const bool ok = readNumber(without(text, word, ignoreCase), value);
-        value *= scale;
-        return ok;
-    };
-    auto has = [&](const char* word, bool ignoreCase) { return contains(text, word, ignoreCase); };
-
     switch (type)
     {
-        case percent100: return withUnit("%", false, 1.0);
-        case percentNormalised: return withUnit("%", false, 0.01);
+        case percent100: return readWithUnit(text, "%", false, 1.0, value);
+        case percentNormalised: return readWithUnit(text, "%", false, 0.01, value);
         case seconds:
-        case secondsOrBeats:
-        {
-            if (has("ms", true))
-                return withUnit("ms", true, 0.001);
-            if (has("s", true))
-                return withUnit("s", true, 1.0);
-            const bool ok = readNumber(text, value);
-            // A bare number for a short-range seconds parameter means milliseconds.
-            const bool inside = value >= minimum && value <= maximum;
-            if (hasRange && !(maximum > 1.0 && inside) && value < 1000.0)
-                value *= 0.001;
-            return ok;
-        }
+        case secondsOrBeats: return readSeconds(text, hasRange, minimum, maximum, value);
         case milliseconds:
-        case millisecondsOrBeats:
-            if (has("ms", true))
-                return withUnit("ms", true, 1.0);
-            if (has("s", true))
-                return withUnit("s", true, 1000.0);
-            return readNumber(text, value);
+        case millisecondsOrBeats: return readMilliseconds(text, value);
         case hertz:
-        case hertzOrBeats:
-        {
-            if (has("kHz", false))
-                return withUnit("kHz", false, 1000.0);
-            if (has("Hz", false))
-                return withUnit("Hz", false, 1.0);
-            bool ok = readNumber(text, value);
-            if (maximum >= minimum && value < minimum)
-            {
-                value *= 1000.0;
-                ok = ok && value <= maximum;
-            }
-            return ok;
-        }
-        case decibels: return withUnit("dB", false, 1.0);
-        case linearGain:
-        {
-            const bool ok = withUnit("dB", false, 1.0);
-            value = std::exp(value * 0.115129254);
-            return ok;
-        }
-        case filterBalance:
-        {
-            if (text.toLowerCase() == "off")
-            {
-                value = 0.0;
-                return true;
-            }
-            if (has("HPF", false))
-                return withUnit("HPF", false, 0.007874016);
-            if (has("LPF", false))
-            {
-                const bool ok = readNumber(without(text, "LPF", false), value);
-                value = (value - 127.0) * 0.007874016;
-                return ok;
-            }
-            const bool ok = readNumber(text, value);
-            if (value < 0.0)
-                value -= 127.0;
-            value *= 0.007874016;
-            return ok;
-        }
-        case stereoPosition:
-        {
-            if (has("Left", false))
-                return withUnit("Left", false, -0.01);
-            if (has("Right", false))
-                return withUnit("Right", false, 0.01);
-            if (has("Center", false))
-            {
-                value = 0.0;
-                return true;
-            }
-            const bool ok = readNumber(text, value);
-            if (std::fabs(value) >= 1.0)
-                value *= 0.01;
-            return ok;
-        }
-        case semitones:
-            if (has("Semitones", false))
-                return withUnit("Semitones", false, 1.0);
-            if (has("Cents", false))
-                return withUnit("Cents", false, 0.01);
-            return readNumber(text, value);
-        default:
-            // Type 15 reads a bare number too: the asymmetry with 14 is meant.
-            return readNumber(text, value);
+        case hertzOrBeats: return readHertz(text, minimum, maximum, value);
+        case decibels: return readWithUnit(text, "dB", false, 1.0, value);
+        case linearGain: return readLinearGain(text, value);
+        case filterBalance: return readFilterBalance(text, value);
+        case stereoPosition: return readStereoPosition(text, value);
+        case semitones: return readSemitones(text, value);
+        // Type 15 reads a bare number too: the asymmetry with 14 is meant.
+        default: return readNumber(text, value);
     }
 }
 } // namespace

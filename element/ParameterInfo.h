@@ -88,7 +88,6 @@ public:
     T get(const void* target) const { return getterFunction(target, boundIndices); }
     void set(void* target, T value) { setterFunction(target, boundIndices, value); }
 
-    int indexCountBound() const noexcept { return indexCount; }
     const uint16_t* indices() const noexcept { return boundIndices; }
 
 private:

@@ -119,7 +119,7 @@ void ProcessingElement::listModulationSources(uint32_t parameterId, juce::String
 uint32_t ProcessingElement::getTailFrames(RenderContext& context, int frames, ProcessingElementState& state)
 {
     juce::ignoreUnused(context, frames, state);
-    return 0xFFFFFFFF;
+    return unboundedTail;
 }
 
 void ProcessingElement::prepare()
@@ -157,7 +157,7 @@ void ProcessingElement::updateState(RenderContext& context, int frames, Processi
     state.version = getStateVersion();
     glidingEnvelopes.clear();
     // With nothing new and nothing still moving, only envelopes with live links run.
-    if ((state.stateFlags & 2) == 0 && previous == state.version)
+    if ((state.stateFlags & ElementState::fullUpdateDue) == 0 && previous == state.version)
     {
         for (auto* e : activeConnections)
             if (e->update(state, state.version, frames))
@@ -168,7 +168,7 @@ void ProcessingElement::updateState(RenderContext& context, int frames, Processi
             }
         return;
     }
-    state.stateFlags &= static_cast<uint8_t>(~2);
+    state.stateFlags &= static_cast<uint8_t>(~ElementState::fullUpdateDue);
     bool stillMoving = false;
     for (auto* e : connectionList)
     {
@@ -182,39 +182,13 @@ void ProcessingElement::updateState(RenderContext& context, int frames, Processi
     }
     // A ramp asks for the next block too.
     if (stillMoving)
-        state.stateFlags |= 2;
+        state.stateFlags |= ElementState::fullUpdateDue;
 }
 
 void ProcessingElement::sliceUpdate(int slice, ProcessingElementState& state)
 {
     for (auto* e : glidingEnvelopes)
         e->writeSlice(state, slice);
-}
-
-void ProcessingElement::syncProcessState()
-{
-    auto* reference = getReferenceState();
-    auto* process = getProcessState();
-    if (reference == nullptr || process == nullptr)
-        return;
-    for (const auto& b : getParameters())
-    {
-        const auto& d = b->description();
-        if (d.has(ParameterFlags::readOnly) || d.has(ParameterFlags::elementLevel))
-            continue;
-        switch (b->valueType())
-        {
-            case ValueType::floatValue:
-                static_cast<ParameterInfo<float>*>(b.get())->set(process, getParameterFloat(b->id()));
-                break;
-            case ValueType::intValue: static_cast<ParameterInfo<int>*>(b.get())->set(process, getParameterInt(b->id())); break;
-            case ValueType::boolValue: static_cast<ParameterInfo<bool>*>(b.get())->set(process, getParameterBool(b->id())); break;
-            case ValueType::stringValue:
-                static_cast<ParameterInfo<String>*>(b.get())->set(process, getParameterString(b->id()));
-                break;
-            default: break;
-        }
-    }
 }
 
 void ProcessingElement::render(RenderContext& context, int frames)
@@ -226,11 +200,11 @@ void ProcessingElement::render(RenderContext& context, int frames)
     if (state.bypass && !processesWhenBypassed())
     {
         // The stream keeps what it holds: the input passes through.
-        if ((state.stateFlags & 1) == 0)
+        if ((state.stateFlags & ElementState::slicing) == 0)
         {
-            state.stateFlags |= 1;
+            state.stateFlags |= ElementState::slicing;
             sliceUpdate(frames > 0 ? (frames + sliceFrames - 1) / sliceFrames - 1 : 0, state);
-            state.stateFlags &= static_cast<uint8_t>(~1);
+            state.stateFlags &= static_cast<uint8_t>(~ElementState::slicing);
         }
     }
     else
@@ -242,7 +216,7 @@ void ProcessingElement::render(RenderContext& context, int frames)
 
 void ProcessingElement::process(RenderContext& context, int frames, ProcessingElementState& state)
 {
-    if ((state.stateFlags & 1) != 0)
+    if ((state.stateFlags & ElementState::slicing) != 0)
     {
         processUnsliced(context, state, frames);
         return;
@@ -333,7 +307,7 @@ void BasicProcessingElement::process(RenderContext& context, int frames, Process
         else if (silentFrames == 0)
             tailFrames = getTailFrames(context, frames, state);
 
-        if (tailFrames == 0xFFFFFFFF)
+        if (tailFrames == unboundedTail)
         {
             silentFrames += static_cast<uint32_t>(frames);
             asleep = false;
@@ -345,7 +319,7 @@ void BasicProcessingElement::process(RenderContext& context, int frames, Process
             silentFrames += static_cast<uint32_t>(frames);
             if (asleep)
             {
-                if ((state.stateFlags & 1) != 0)
+                if ((state.stateFlags & ElementState::slicing) != 0)
                 {
                     processIdle(context, state, frames);
                     return;
@@ -363,7 +337,7 @@ void BasicProcessingElement::process(RenderContext& context, int frames, Process
 
     state.sliceOffset = 0;
     float* const* channels = stream->getChannels();
-    if ((state.stateFlags & 1) != 0)
+    if ((state.stateFlags & ElementState::slicing) != 0)
     {
         processAudio(context, state, frames, channels, nullptr);
         return;

@@ -28,7 +28,10 @@ public:
         filtersEvents = 1,
         runsAsSource = 2,
         monitorsWhenBypassed = 4,
+        initialBit = 8, // set from the start; nothing reads it
     };
+    // A tail that never ends: the element is never put to sleep.
+    static constexpr uint32_t unboundedTail = 0xFFFFFFFF;
 
     ProcessingElement(const String& typeName, const String& name);
     ~ProcessingElement() override;
@@ -68,8 +71,6 @@ public:
     void updateState(RenderContext& context, int frames, ProcessingElementState& state);
     // One slice's values of the envelopes that moved in this block.
     void sliceUpdate(int slice, ProcessingElementState& state);
-    // Every state-level value into the process state at once.
-    void syncProcessState();
 
     ProcessingElementState& getProcessingState() const noexcept
     {
@@ -84,7 +85,7 @@ protected:
     template <typename Work>
     void forEachSlice(int frames, ProcessingElementState& state, Work&& work)
     {
-        state.stateFlags |= 1;
+        state.stateFlags |= ElementState::slicing;
         state.sliceOffset = 0;
         for (int slice = 0; state.sliceOffset < static_cast<uint32_t>(frames); ++slice)
         {
@@ -92,13 +93,13 @@ protected:
             work(std::min(sliceFrames, frames - static_cast<int>(state.sliceOffset)));
             state.sliceOffset += sliceFrames;
         }
-        state.stateFlags &= static_cast<uint8_t>(~1);
+        state.stateFlags &= static_cast<uint8_t>(~ElementState::slicing);
     }
 
     void parameterSetImmediately(ParameterInfoBase& binding) override;
     // Declares a binding and, for a modulable state-level one, its envelope.
     void declareParameter(std::unique_ptr<ParameterInfoBase> binding);
-    uint8_t processingFlags = 8;
+    uint8_t processingFlags = initialBit;
 
 private:
     std::array<EngineEvent, eventRingSize> ring {};
@@ -140,7 +141,7 @@ private:
     uint32_t streamFlags = 0;
     bool asleep = true;
     uint32_t silentFrames = 0;
-    uint32_t tailFrames = 0xFFFFFFFF;
+    uint32_t tailFrames = unboundedTail;
     bool tailUnknown = true;
 };
 

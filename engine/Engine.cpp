@@ -1,4 +1,5 @@
 #include "engine/Engine.h"
+#include "engine/MusicalTime.h"
 
 #include "element/Bindings.h"
 #include "element/ElementRegistry.h"
@@ -182,171 +183,34 @@ void Engine::handleEvents(RenderContext& context, const EngineEvent* events, int
 
 double Engine::samplesPerBeat(const RenderContext& context) const noexcept
 {
-    return 60.0 / tempo * static_cast<double>(context.sampleRate);
+    return musicalTime::samplesPerBeat(tempo, context.sampleRate);
 }
+
+// The events this block adds to the ones it was given, in the context's arena.
+struct Engine::TransportAdditions
+{
+    EngineEvent* events;
+    int count = 0;
+    void add(int32_t type, int64_t at) noexcept { events[count++] = EngineEvent::transport(type, at); }
+};
 
 void Engine::handleTransport(RenderContext& context, const EngineEvent* events, int count, int frames)
 {
     // Room for every given event plus what this block can add: two per
     // event, the end of a count-in, and an auto-play change.
-    auto* local = context.arenas[1].allocateArray<EngineEvent>((size_t) (3 * count + 2));
-    int localCount = 0;
-    auto append = [&](int32_t type, int64_t offset) { local[localCount++] = EngineEvent::transport(type, offset); };
-
+    TransportAdditions added { context.arenas[1].allocateArray<EngineEvent>((size_t) (3 * count + 2)) };
     for (int i = 0; i < count; ++i)
-    {
-        const EngineEvent& e = events[i];
-        const double offset = static_cast<double>(e.samplePosition);
-        const double spb = samplesPerBeat(context);
-        switch (e.type)
-        {
-            case EngineEvent::StartPlaying:
-                beatPosition = startPosition - offset / spb;
-                if (!playing) { playing = true; notify(Ids::get().playing); }
-                break;
-            case EngineEvent::StopPlaying:
-                countInActive = false;
-                startPosition = beatPosition + offset / spb;
-                if (playing) { playing = false; notify(Ids::get().playing); }
-                break;
-            case EngineEvent::StartRecording:
-                if (!playing)
-                {
-                    countInActive = true;
-                    countInSamplesLeft = static_cast<int32_t>(spb * 3.95);
-                    beatPosition = (-1.0 - std::floor(spb * 4.0)) / spb;
-                }
-                break;
-            case EngineEvent::SetPosition:
-                startPosition = e.positionValue();
-                beatPosition = e.positionValue() - offset / spb;
-                context.changeFlags |= RenderContext::changedPosition;
-                break;
-            case EngineEvent::Controller:
-                // A transport button sends a press and a release; only the press acts.
-                if (e.data2 <= 0)
-                    break;
-                if (e.data1 == 117)
-                {
-                    append(EngineEvent::StopPlaying, e.samplePosition);
-                    startPosition = 0.0;
-                    beatPosition = 0.0 - offset / spb;
-                    context.changeFlags |= RenderContext::changedPosition;
-                    if (playing) { playing = false; notify(Ids::get().playing); }
-                    if (recording)
-                    {
-                        append(EngineEvent::StopRecording, e.samplePosition);
-                        recording = false;
-                        notify(Ids::get().recording);
-                    }
-                }
-                else if (e.data1 == 118)
-                {
-                    if (playing && !recording)
-                    {
-                        append(EngineEvent::StopPlaying, e.samplePosition);
-                        startPosition = beatPosition + offset / spb;
-                        playing = false;
-                        notify(Ids::get().playing);
-                    }
-                    else if (playing && recording)
-                    {
-                        append(EngineEvent::StopRecording, e.samplePosition);
-                        recording = false;
-                        notify(Ids::get().recording);
-                    }
-                    else
-                    {
-                        append(EngineEvent::StartPlaying, e.samplePosition);
-                        beatPosition = startPosition - offset / spb;
-                        playing = true;
-                        notify(Ids::get().playing);
-                    }
-                }
-                else if (e.data1 == 119)
-                {
-                    if (recording)
-                        append(EngineEvent::StopRecording, e.samplePosition);
-                    else
-                    {
-                        append(EngineEvent::StartRecording, e.samplePosition);
-                        if (!playing)
-                        {
-                            countInActive = true;
-                            countInSamplesLeft = static_cast<int32_t>(spb * 3.95);
-                            beatPosition = (-1.0 - std::floor(spb * 4.0)) / spb;
-                        }
-                    }
-                    recording = !recording;
-                    notify(Ids::get().recording);
-                }
-                break;
-            default:
-                break;
-        }
-    }
-
-    if (countInActive && !playing)
-    {
-        if (countInSamplesLeft < frames)
-        {
-            countInActive = false;
-            append(EngineEvent::StartPlaying, countInSamplesLeft);
-            playing = true;
-            notify(Ids::get().playing);
-        }
-        countInSamplesLeft -= frames;
-    }
-    else
-    {
-        countInActive = false;
-    }
-
+        applyTransportEvent(context, events[i], added);
+    advanceCountIn(frames, added);
     context.globalTune = globalTune;
-
-    if (syncToHost)
-    {
-        if (context.tempo != tempoFloat)
-        {
-            tempo = context.tempo;
-            tempoFloat = context.tempo;
-            notify(Ids::get().tempo);
-        }
-        if (context.numerator != meterNumerator) { meterNumerator = context.numerator; notify(Ids::get().meterNumerator); }
-        if (context.denominator != meterDenominator) { meterDenominator = context.denominator; notify(Ids::get().meterDenominator); }
-    }
-    else
-    {
-        context.tempo = static_cast<float>(tempo);
-    }
-
-    const int32_t hostState = context.playing;
-    const double spb = samplesPerBeat(context);
-    if (hostState == 1)
-    {
-        context.previousPosition = context.position;
-    }
-    else
-    {
-        const double oldPosition = context.position;
-        context.position = beatPosition;
-        const double barLength = static_cast<double>(meterNumerator) / meterDenominator * 4.0;
-        context.positionInBar = std::fmod(beatPosition, barLength);
-        context.samplesToNextBar = std::fmod(barLength - context.positionInBar, barLength) * spb;
-        context.samplesToNextBeat = (1.0 - std::fmod(beatPosition, 1.0)) * spb;
-        if (hostState == 0)
-            context.previousPosition = oldPosition;
-        else
-            context.previousPosition = playing ? beatPosition : startPosition;
-    }
-
-    const bool hostPlaying = hostState == 1;
+    followHostTempoAndMeter(context);
+    const bool hostPlaying = context.playing == 1;
+    writeMusicalPosition(context);
     const bool autoPlayChange = autoPlay && hostPlaying != hostWasPlaying;
     context.playing = playing ? 1 : 0;
 
     midiState.update(events, count);
-
-    if (localCount == 0 && !autoPlayChange)
+    if (added.count == 0 && !autoPlayChange)
     {
         for (auto* c : processing)
             c->processEvents(context, events, count, frames);
@@ -354,21 +218,193 @@ void Engine::handleTransport(RenderContext& context, const EngineEvent* events, 
     else
     {
         for (int i = 0; i < count; ++i)
-            local[localCount++] = events[i];
+            added.events[added.count++] = events[i];
         if (autoPlayChange)
         {
-            append(hostWasPlaying ? EngineEvent::StopPlaying : EngineEvent::StartPlaying, 0);
-            playing = !hostWasPlaying;
-            notify(Ids::get().playing);
+            added.add(hostWasPlaying ? EngineEvent::StopPlaying : EngineEvent::StartPlaying, 0);
+            setPlaying(!hostWasPlaying);
             context.playing = playing ? 1 : 0;
         }
-        sortEventsByPosition(local, local + localCount);
+        sortEventsByPosition(added.events, added.events + added.count);
         for (auto* c : processing)
-            c->processEvents(context, local, localCount, frames);
+            c->processEvents(context, added.events, added.count, frames);
     }
-
     hostWasPlaying = hostPlaying;
-    beatPosition += static_cast<double>(frames) / spb;
+    beatPosition += static_cast<double>(frames) / samplesPerBeat(context);
+}
+
+void Engine::applyTransportEvent(RenderContext& context, const EngineEvent& e, TransportAdditions& added)
+{
+    const double offset = static_cast<double>(e.samplePosition);
+    const double spb = samplesPerBeat(context);
+    switch (e.type)
+    {
+        case EngineEvent::StartPlaying:
+            beatPosition = startPosition - offset / spb;
+            if (!playing)
+                setPlaying(true);
+            break;
+        case EngineEvent::StopPlaying:
+            countInActive = false;
+            startPosition = beatPosition + offset / spb;
+            if (playing)
+                setPlaying(false);
+            break;
+        case EngineEvent::StartRecording:
+            if (!playing)
+                startCountIn(spb);
+            break;
+        case EngineEvent::SetPosition:
+            startPosition = e.positionValue();
+            beatPosition = e.positionValue() - offset / spb;
+            context.changeFlags |= RenderContext::changedPosition;
+            break;
+        case EngineEvent::Controller:
+            // A transport button sends a press and a release; only the press acts.
+            if (e.data2 <= 0)
+                break;
+            if (e.data1 == returnToStartController)
+                returnToStart(context, e, added);
+            else if (e.data1 == playController)
+                togglePlay(e, offset / spb, added);
+            else if (e.data1 == recordController)
+                toggleRecord(e, spb, added);
+            break;
+        default:
+            break;
+    }
+}
+
+void Engine::returnToStart(RenderContext& context, const EngineEvent& e, TransportAdditions& added)
+{
+    added.add(EngineEvent::StopPlaying, e.samplePosition);
+    startPosition = 0.0;
+    beatPosition = 0.0 - static_cast<double>(e.samplePosition) / samplesPerBeat(context);
+    context.changeFlags |= RenderContext::changedPosition;
+    if (playing)
+        setPlaying(false);
+    if (recording)
+    {
+        added.add(EngineEvent::StopRecording, e.samplePosition);
+        setRecording(false);
+    }
+}
+
+void Engine::togglePlay(const EngineEvent& e, double beatsIntoBlock, TransportAdditions& added)
+{
+    if (playing && !recording)
+    {
+        added.add(EngineEvent::StopPlaying, e.samplePosition);
+        startPosition = beatPosition + beatsIntoBlock;
+        setPlaying(false);
+    }
+    else if (playing && recording)
+    {
+        added.add(EngineEvent::StopRecording, e.samplePosition);
+        setRecording(false);
+    }
+    else
+    {
+        added.add(EngineEvent::StartPlaying, e.samplePosition);
+        beatPosition = startPosition - beatsIntoBlock;
+        setPlaying(true);
+    }
+}
+
+void Engine::toggleRecord(const EngineEvent& e, double spb, TransportAdditions& added)
+{
+    if (recording)
+        added.add(EngineEvent::StopRecording, e.samplePosition);
+    else
+    {
+        added.add(EngineEvent::StartRecording, e.samplePosition);
+        if (!playing)
+            startCountIn(spb);
+    }
+    setRecording(!recording);
+}
+
+// Four beats before the first, the last sample of the count one beat's 5% early.
+void Engine::startCountIn(double spb) noexcept
+{
+    countInActive = true;
+    countInSamplesLeft = static_cast<int32_t>(spb * 3.95);
+    beatPosition = (-1.0 - std::floor(spb * 4.0)) / spb;
+}
+
+void Engine::advanceCountIn(int frames, TransportAdditions& added)
+{
+    if (!countInActive || playing)
+    {
+        countInActive = false;
+        return;
+    }
+    if (countInSamplesLeft < frames)
+    {
+        countInActive = false;
+        added.add(EngineEvent::StartPlaying, countInSamplesLeft);
+        setPlaying(true);
+    }
+    countInSamplesLeft -= frames;
+}
+
+void Engine::followHostTempoAndMeter(RenderContext& context)
+{
+    if (!syncToHost)
+    {
+        context.tempo = static_cast<float>(tempo);
+        return;
+    }
+    if (context.tempo != tempoFloat)
+    {
+        tempo = context.tempo;
+        tempoFloat = context.tempo;
+        notify(Ids::get().tempo);
+    }
+    if (context.numerator != meterNumerator)
+    {
+        meterNumerator = context.numerator;
+        notify(Ids::get().meterNumerator);
+    }
+    if (context.denominator != meterDenominator)
+    {
+        meterDenominator = context.denominator;
+        notify(Ids::get().meterDenominator);
+    }
+}
+
+// A playing host gives the position; otherwise the engine's own transport does.
+void Engine::writeMusicalPosition(RenderContext& context) const
+{
+    const int32_t hostState = context.playing;
+    if (hostState == 1)
+    {
+        context.previousPosition = context.position;
+        return;
+    }
+    const double spb = samplesPerBeat(context);
+    const double oldPosition = context.position;
+    context.position = beatPosition;
+    const double barLength = musicalTime::beatsPerBar(meterNumerator, meterDenominator);
+    context.positionInBar = std::fmod(beatPosition, barLength);
+    context.samplesToNextBar = std::fmod(barLength - context.positionInBar, barLength) * spb;
+    context.samplesToNextBeat = (1.0 - std::fmod(beatPosition, 1.0)) * spb;
+    if (hostState == 0)
+        context.previousPosition = oldPosition;
+    else
+        context.previousPosition = playing ? beatPosition : startPosition;
+}
+
+void Engine::setPlaying(bool on) noexcept
+{
+    playing = on;
+    notify(Ids::get().playing);
+}
+
+void Engine::setRecording(bool on) noexcept
+{
+    recording = on;
+    notify(Ids::get().recording);
 }
 
 void Engine::render(RenderContext& context, int frames)

@@ -86,7 +86,24 @@ public:
 
 private:
     void declareParameters();
+    // The transport controllers' numbers: a press returns to the start,
+    // toggles play, toggles recording.
+    static constexpr int returnToStartController = 117;
+    static constexpr int playController = 118;
+    static constexpr int recordController = 119;
+
+    struct TransportAdditions;
     void handleTransport(RenderContext& context, const EngineEvent* events, int count, int frames);
+    void applyTransportEvent(RenderContext& context, const EngineEvent& e, TransportAdditions& added);
+    void returnToStart(RenderContext& context, const EngineEvent& e, TransportAdditions& added);
+    void togglePlay(const EngineEvent& e, double beatsIntoBlock, TransportAdditions& added);
+    void toggleRecord(const EngineEvent& e, double spb, TransportAdditions& added);
+    void startCountIn(double spb) noexcept;
+    void advanceCountIn(int frames, TransportAdditions& added);
+    void followHostTempoAndMeter(RenderContext& context);
+    void writeMusicalPosition(RenderContext& context) const;
+    void setPlaying(bool on) noexcept;
+    void setRecording(bool on) noexcept;
     double samplesPerBeat(const RenderContext& context) const noexcept;
     // The transport moves its own values: published on this thread, then told.
     void notify(uint32_t id) noexcept

@@ -51,19 +51,6 @@ struct EngineEvent
         unsigned char bytes[40];
     } tail {};
 
-    static bool isMidiType(int32_t t) noexcept
-    {
-        switch (t)
-        {
-            case NoteOff: case NoteOn: case PolyAftertouch: case Controller:
-            case ProgramChange: case ChannelPressure: case PitchWheel:
-            case MidiOther: case ParameterImmediate: case ParameterDeferred: case ParameterEvent:
-                return true;
-            default:
-                return false;
-        }
-    }
-
     static EngineEvent midi(int32_t status, int32_t channel, int32_t data1, int32_t data2,
                             int64_t samplePosition, int32_t port = 0) noexcept
     {

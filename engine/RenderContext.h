@@ -15,7 +15,7 @@ struct TransportHead
 {
     float tempo = 120.0f;
     int32_t playing = -1;        // -1 unknown, 0 stopped, 1 playing
-    uint32_t changeFlags = 0;    // bit 0: position jumped or play state changed
+    uint32_t changeFlags = 0;    // see changedPosition and transportChanges
     int32_t numerator = 4;
     int32_t denominator = 4;
     double previousPosition = 0.0;
@@ -31,7 +31,9 @@ struct TransportHead
 
 struct RenderContext : TransportHead
 {
-    static constexpr uint32_t changedPosition = 1;
+    static constexpr uint32_t changedPosition = 1; // the position jumped or the play state changed
+    // The low byte holds the transport's changes; any of them restarts what follows the position.
+    static constexpr uint32_t transportChanges = 0xFFu;
     static constexpr size_t maxOutputEvents = 4096;
 
     float globalTune = 440.0f;
@@ -48,13 +50,6 @@ struct RenderContext : TransportHead
     const TransportHead& head() const noexcept { return *this; }
 
     void setSampleRate(double rate) noexcept { sampleRate = static_cast<float>(rate); }
-
-    // Drops the event when the list is full.
-    void addOutputEvent(const EngineEvent& e) noexcept
-    {
-        if (outputEventCount < maxOutputEvents)
-            outputEvents[outputEventCount++] = e;
-    }
 
     void endBlock(int frames) noexcept;
 };

@@ -1,5 +1,7 @@
 #include "plugin/Plugin.h"
 
+#include "engine/MusicalTime.h"
+
 #include "ui/EditorFactory.h"
 
 #include <cmath>
@@ -317,7 +319,7 @@ void Plugin::captureTransport(int frames)
     head.denominator = signature.denominator;
     head.position = position->getPpqPosition().orFallback(0.0);
 
-    const double barLength = static_cast<double>(head.numerator) / head.denominator * 4.0;
+    const double barLength = musicalTime::beatsPerBar(head.numerator, head.denominator);
     const auto lastBarStart = position->getPpqPositionOfLastBarStart();
     if (lastBarStart.hasValue() && *lastBarStart > 0.0)
         head.positionInBar = head.position - *lastBarStart;
@@ -334,7 +336,7 @@ void Plugin::captureTransport(int frames)
     if (head.playing != previousPosition.playing || std::fabs(expectedBeatPosition - head.position) > 1.0)
         head.changeFlags |= RenderContext::changedPosition;
 
-    const double samplesPerBeat = 60.0 / head.tempo * static_cast<double>(ctx.sampleRate);
+    const double samplesPerBeat = musicalTime::samplesPerBeat(head.tempo, ctx.sampleRate);
     head.samplesToNextBar = (barLength - head.positionInBar) * samplesPerBeat;
     head.samplesToNextBeat = (1.0 - std::fmod(head.position, 1.0)) * samplesPerBeat;
 

@@ -70,7 +70,6 @@ public:
     virtual bool wantsHostIdle() const { return false; }
 
     Engine& getEngine() const noexcept { return *engine; }
-    std::shared_ptr<Engine> getEngineShared() const noexcept { return engine; }
     // The message thread's mirror of the tree; none before the first setEngine.
     EngineProxy* getProxy() const noexcept { return proxy.get(); }
     RenderContext& getRenderContext() noexcept { return *renderContext; }

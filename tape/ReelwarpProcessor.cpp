@@ -150,11 +150,11 @@ void ReelwarpProcessor::followHostTempo(const RenderContext& context, State& sta
 // of the block's start.
 void ReelwarpProcessor::followHostPosition(const RenderContext& context, State& state) noexcept
 {
-    if ((context.changeFlags & 0xFFu) == 0)
+    if ((context.changeFlags & RenderContext::transportChanges) == 0)
         return;
     const float beatsPerCycle = isLfoSynced() ? state.lfoFrequency : getSyncedTempo() / state.lfoFrequency * perMinute;
     const auto phase = static_cast<float>(std::fmod(context.position / static_cast<double>(beatsPerCycle), 1.0));
-    state.forEachDeck([phase](TapeDeck& d) { d.lfoRunningPhase = phase; });
+    state.forEachDeck([phase](TapeDeck& d) { d.restartLfoAt(phase); });
 }
 
 void ReelwarpProcessor::processAudio(RenderContext& context, ProcessingElementState& base, int frames,

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "element/ProcessingElement.h"
-#include "tape/Decibels.h"
-#include "tape/DeckPair.h"
-#include "tape/DryDelayLine.h"
-#include "tape/Transport.h"
+#include "tape/dsp/Decibels.h"
+#include "tape/dsp/DeckPair.h"
+#include "tape/dsp/DryDelayLine.h"
+#include "tape/dsp/Transport.h"
 
 #include <atomic>
 #include <memory>

@@ -60,7 +60,10 @@ void ReelwarpProcessor::State::setFlangeMode(uint32_t mode)
     {
         pair.flangeMode = mode;
         if (mode == manualFlange)
-            pair.deckA.relativePosition = pair.deckB.relativePosition = 0.0;
+        {
+            pair.deckA.setRelativePosition(0.0);
+            pair.deckB.setRelativePosition(0.0);
+        }
     }
     if (mode == manualFlange)
         processor().notifyParameter(ReelwarpParameter::RelativeDelay);
@@ -127,7 +130,7 @@ void ReelwarpProcessor::State::setLowLatency(bool on)
     {
         const float depth = processor().getParameterFloat(reelwarpParameterId(ReelwarpParameter::MaxRelativeDelay));
         for (auto& pair : decks)
-            pair.deckB.maxRelativeDelay = static_cast<double>(std::min(depth, lowLatencyMaxRelativeDelay));
+            pair.deckB.setMaxRelativeDelay(static_cast<double>(std::min(depth, lowLatencyMaxRelativeDelay)));
         processor().notifyParameter(ReelwarpParameter::MaxRelativeDelay);
     }
     const auto delay = static_cast<double>(latency);
@@ -157,7 +160,7 @@ void ReelwarpProcessor::State::setLfoFrequency(float value)
 
 void ReelwarpProcessor::State::setLfoRate(float hertz)
 {
-    forEachDeck([hertz](TapeDeck& d) { d.lfoRate = hertz; });
+    forEachDeck([hertz](TapeDeck& d) { d.setLfoRate(hertz); });
 }
 
 // A small generator of its own: the platform's rand() may take a lock.

@@ -4,7 +4,7 @@
 #include "files/VFSHolder.h"
 #include "plugin/ReelwarpPlugin.h"
 #include "support/Signals.h"
-#include "tape/DeckPair.h"
+#include "tape/dsp/DeckPair.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-#include "tape/DeckPair.h"
-#include "tape/Lfo.h"
+#include "tape/dsp/DeckPair.h"
+#include "tape/dsp/Lfo.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 // deliberate change of sound tools/regenerate-golden.sh writes new ones: listen.
 #include "support/ProcessorHarness.h"
 #include "support/Signals.h"
-#include "tape/DeckPair.h"
+#include "tape/dsp/DeckPair.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "tape/NoiseReduction.h"
+#include "tape/dsp/NoiseReduction.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "tape/PlayHead.h"
+#include "tape/dsp/PlayHead.h"
 
 #include <gtest/gtest.h>
 

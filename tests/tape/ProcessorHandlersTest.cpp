@@ -1,6 +1,6 @@
 // The frame around the decks: dry path, latency, compander, host sync, channels.
 #include "support/ProcessorHarness.h"
-#include "tape/DryDelayLine.h"
+#include "tape/dsp/DryDelayLine.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // The record head: its magnetics, its solver and its gated hiss.
-#include "tape/RecordHead.h"
+#include "tape/dsp/RecordHead.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "tape/DeckPair.h"
+#include "tape/dsp/DeckPair.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,8 @@
 #include "RenderOptions.h"
 
+#include <functional>
 #include <type_traits>
+#include <vector>
 
 namespace qel::render
 {
@@ -61,8 +63,130 @@ bool toInteger(const juce::String& text, int& out)
     return true;
 }
 
-bool toValue(const juce::String& text, double& out) { return toNumber(text, out); }
-bool toValue(const juce::String& text, int& out) { return toInteger(text, out); }
+// The value of `option`, read as a number of out's kind within [low, high].
+template <typename T>
+bool ranged(const juce::String& option, const juce::String& v, T low, T high, T& out, juce::String& error)
+{
+    bool ok = false;
+    if constexpr (std::is_integral_v<T>)
+        ok = toInteger(v, out);
+    else
+        ok = toNumber(v, out);
+    if (ok && out >= low && out <= high)
+        return true;
+    const juce::String kind = std::is_integral_v<T> ? "a whole number" : "a number";
+    error = option + " takes " + kind + " from " + juce::String(low) + " to " + juce::String(high) + ", not \"" + v + "\"";
+    return false;
+}
+
+bool parseFormat(RenderOptions& o, const juce::String& v, juce::String& error)
+{
+    o.format = v.toLowerCase();
+    if (juce::StringArray { "wav", "aiff", "aif", "flac" }.contains(o.format))
+        return true;
+    error = "--format is wav, aiff or flac, not \"" + v + "\"";
+    return false;
+}
+
+bool parseSetting(RenderOptions& o, const juce::String& v, juce::String& error)
+{
+    const auto name = v.upToFirstOccurrenceOf("=", false, false).trim();
+    if (!v.containsChar('=') || name.isEmpty())
+    {
+        error = "--set takes NAME=VALUE, not \"" + v + "\"";
+        return false;
+    }
+    o.settings.emplace_back(name, v.fromFirstOccurrenceOf("=", false, false).trim());
+    return true;
+}
+
+bool parseBits(RenderOptions& o, const juce::String& v, juce::String& error)
+{
+    int n = 0;
+    if (!toInteger(v, n) || (n != 16 && n != 24 && n != 32))
+    {
+        error = "--bits is 16, 24 or 32, not \"" + v + "\"";
+        return false;
+    }
+    o.bits = n;
+    return true;
+}
+
+bool parseMeter(RenderOptions& o, const juce::String& v, juce::String& error)
+{
+    int top = 0, bottom = 0;
+    if (!toInteger(v.upToFirstOccurrenceOf("/", false, false), top) || !toInteger(v.fromFirstOccurrenceOf("/", false, false), bottom)
+        || top < 1 || top > 64 || !juce::isPowerOfTwo(bottom) || bottom > 64)
+    {
+        error = "--meter takes a time signature such as 3/4 or 7/8, not \"" + v + "\"";
+        return false;
+    }
+    o.numerator = top;
+    o.denominator = bottom;
+    return true;
+}
+
+// One row per option: its name, a short alias and, for one that takes a
+// value, how to read it.
+struct Option
+{
+    const char* name;
+    const char* alias;
+    std::function<void(RenderOptions&)> flag;
+    std::function<bool(RenderOptions&, const juce::String&, juce::String&)> withValue;
+};
+
+const std::vector<Option>& options()
+{
+    using O = RenderOptions;
+    using S = juce::String;
+    auto action = [](O::Action a) { return [a](O& o) { o.action = a; }; };
+    static const std::vector<Option> table {
+        { "--help", "-h", action(O::Action::help), nullptr },
+        { "--version", nullptr, action(O::Action::version), nullptr },
+        { "--list-presets", nullptr, action(O::Action::listPresets), nullptr },
+        { "--list-parameters", nullptr, action(O::Action::listParameters), nullptr },
+        { "--demo", nullptr, [](O& o) { o.demo = true; }, nullptr },
+        { "--quiet", nullptr, [](O& o) { o.quiet = true; }, nullptr },
+        { "--dry", nullptr, nullptr, [](O& o, const S& v, S&) { o.dry = v; return true; } },
+        { "--plot", nullptr, nullptr, [](O& o, const S& v, S&) { o.plot = v; return true; } },
+        { "--preset", nullptr, nullptr, [](O& o, const S& v, S&) { o.preset = v; return true; } },
+        { "--tape-preset", nullptr, nullptr, [](O& o, const S& v, S&) { o.tapePreset = v; return true; } },
+        { "--format", nullptr, nullptr, parseFormat },
+        { "--set", nullptr, nullptr, parseSetting },
+        { "--bits", nullptr, nullptr, parseBits },
+        { "--meter", nullptr, nullptr, parseMeter },
+        { "--seconds", nullptr, nullptr, [](O& o, const S& v, S& e) { return ranged("--seconds", v, 0.001, 3600.0, o.demoSeconds, e); } },
+        { "--sample-rate", nullptr, nullptr,
+          [](O& o, const S& v, S& e) {
+              double d = 0.0;
+              if (!ranged("--sample-rate", v, 8000.0, 384000.0, d, e))
+                  return false;
+              o.sampleRate = d;
+              return true;
+          } },
+        { "--tempo", nullptr, nullptr,
+          [](O& o, const S& v, S& e) {
+              double d = 0.0;
+              if (!ranged("--tempo", v, 1.0, 999.0, d, e))
+                  return false;
+              o.tempo = d;
+              return true;
+          } },
+        { "--position", nullptr, nullptr, [](O& o, const S& v, S& e) { return ranged("--position", v, 0.0, 1.0e7, o.positionBeats, e); } },
+        { "--tail", nullptr, nullptr, [](O& o, const S& v, S& e) { return ranged("--tail", v, 0.0, 600.0, o.tailSeconds, e); } },
+        { "--block", nullptr, nullptr, [](O& o, const S& v, S& e) { return ranged("--block", v, 1, 65536, o.block, e); } },
+    };
+    return table;
+}
+
+const Option* findOption(const juce::String& name)
+{
+    for (const auto& option : options())
+        if (name == option.name || (option.alias != nullptr && name == option.alias))
+            return &option;
+    return nullptr;
+}
 
 } // namespace
 
@@ -73,100 +197,17 @@ std::optional<RenderOptions> parseArguments(const juce::StringArray& args, juce:
     for (int i = 0; i < args.size(); ++i)
     {
         const auto a = args[i];
-        juce::String v;
-        auto value = [&]() {
-            if (i + 1 >= args.size())
+        if (const auto* option = findOption(a))
+        {
+            if (option->flag)
+                option->flag(o);
+            else if (i + 1 >= args.size())
             {
                 error = a + " needs a value";
-                return false;
-            }
-            v = args[++i];
-            return true;
-        };
-        // The option's value, read as a number of out's kind within [low, high].
-        auto ranged = [&](auto low, auto high, auto& out) {
-            if (!value())
-                return false;
-            if (!toValue(v, out) || out < low || out > high)
-            {
-                const juce::String kind = std::is_integral_v<std::decay_t<decltype(out)>> ? "a whole number" : "a number";
-                error = a + " takes " + kind + " from " + juce::String(low) + " to " + juce::String(high) + ", not \"" + v + "\"";
-                return false;
-            }
-            return true;
-        };
-
-        double d = 0.0;
-        int n = 0;
-        if (a == "--help" || a == "-h")
-            o.action = RenderOptions::Action::help;
-        else if (a == "--version")
-            o.action = RenderOptions::Action::version;
-        else if (a == "--list-presets")
-            o.action = RenderOptions::Action::listPresets;
-        else if (a == "--list-parameters")
-            o.action = RenderOptions::Action::listParameters;
-        else if (a == "--demo")
-            o.demo = true;
-        else if (a == "--quiet")
-            o.quiet = true;
-        else if (a == "--dry") { if (!value()) return {}; o.dry = v; }
-        else if (a == "--plot") { if (!value()) return {}; o.plot = v; }
-        else if (a == "--preset") { if (!value()) return {}; o.preset = v; }
-        else if (a == "--tape-preset") { if (!value()) return {}; o.tapePreset = v; }
-        else if (a == "--format")
-        {
-            if (!value())
-                return {};
-            o.format = v.toLowerCase();
-            if (!juce::StringArray { "wav", "aiff", "aif", "flac" }.contains(o.format))
-            {
-                error = "--format is wav, aiff or flac, not \"" + v + "\"";
                 return {};
             }
-        }
-        else if (a == "--set")
-        {
-            if (!value())
+            else if (!option->withValue(o, args[++i], error))
                 return {};
-            if (!v.containsChar('=') || v.upToFirstOccurrenceOf("=", false, false).trim().isEmpty())
-            {
-                error = "--set takes NAME=VALUE, not \"" + v + "\"";
-                return {};
-            }
-            o.settings.emplace_back(v.upToFirstOccurrenceOf("=", false, false).trim(),
-                                    v.fromFirstOccurrenceOf("=", false, false).trim());
-        }
-        else if (a == "--seconds") { if (!ranged(0.001, 3600.0, o.demoSeconds)) return {}; }
-        else if (a == "--sample-rate") { if (!ranged(8000.0, 384000.0, d)) return {}; o.sampleRate = d; }
-        else if (a == "--tempo") { if (!ranged(1.0, 999.0, d)) return {}; o.tempo = d; }
-        else if (a == "--position") { if (!ranged(0.0, 1.0e7, o.positionBeats)) return {}; }
-        else if (a == "--tail") { if (!ranged(0.0, 600.0, o.tailSeconds)) return {}; }
-        else if (a == "--block") { if (!ranged(1, 65536, o.block)) return {}; }
-        else if (a == "--bits")
-        {
-            if (!value())
-                return {};
-            if (!toInteger(v, n) || (n != 16 && n != 24 && n != 32))
-            {
-                error = "--bits is 16, 24 or 32, not \"" + v + "\"";
-                return {};
-            }
-            o.bits = n;
-        }
-        else if (a == "--meter")
-        {
-            if (!value())
-                return {};
-            const auto top = v.upToFirstOccurrenceOf("/", false, false), bottom = v.fromFirstOccurrenceOf("/", false, false);
-            int den = 0;
-            if (!toInteger(top, n) || !toInteger(bottom, den) || n < 1 || n > 64 || !juce::isPowerOfTwo(den) || den > 64)
-            {
-                error = "--meter takes a time signature such as 3/4 or 7/8, not \"" + v + "\"";
-                return {};
-            }
-            o.numerator = n;
-            o.denominator = den;
         }
         else if (a.startsWith("-") && a.length() > 1)
         {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tape/Compander.h"
-#include "tape/EmphasisShelf.h"
+#include "tape/dsp/Compander.h"
+#include "tape/dsp/EmphasisShelf.h"
 
 #include <array>
 #include <cstdint>
@@ -31,14 +31,14 @@ struct NoiseReduction
     uint32_t encoderMode = noNoiseReduction;
     uint32_t decoderMode = noNoiseReduction;
 
-    void prepare(double f) noexcept
+    void prepare(double sampleRate) noexcept
     {
-        encoderShelf.prepare(f);
-        decoderShelf.prepare(f);
-        typeBEncoder.prepare(f);
-        typeBDecoder.prepare(f);
-        typeAEncoder.prepare(f);
-        typeADecoder.prepare(f);
+        encoderShelf.prepare(sampleRate);
+        decoderShelf.prepare(sampleRate);
+        typeBEncoder.prepare(sampleRate);
+        typeBDecoder.prepare(sampleRate);
+        typeAEncoder.prepare(sampleRate);
+        typeADecoder.prepare(sampleRate);
     }
 
     // Clears filter and envelope state; the companders' last solutions stay.
@@ -134,23 +134,6 @@ struct NoiseReduction
         else if constexpr (Mode != noNoiseReduction)
             for (size_t c = 0; c < Channels; ++c)
                 x[c] = pack(decks[2 * c]->template decode<Mode>(x[c][0]), decks[2 * c + 1]->template decode<Mode>(x[c][1]));
-    }
-
-    // Both decks of a pair, one lane each; their searches run side by side.
-    template <uint32_t Mode>
-    static Double2 encodePair(NoiseReduction& a, NoiseReduction& b, Double2 u) noexcept
-    {
-        std::array<Double2, 1> x { u };
-        encodeChannels<Mode, 1>({ &a, &b }, x);
-        return x[0];
-    }
-
-    template <uint32_t Mode>
-    static Double2 decodePair(NoiseReduction& a, NoiseReduction& b, Double2 m) noexcept
-    {
-        std::array<Double2, 1> x { m };
-        decodeChannels<Mode, 1>({ &a, &b }, x);
-        return x[0];
     }
 
 private:

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tape/Lanes.h"
+#include "tape/dsp/Lanes.h"
 
 namespace qel
 {

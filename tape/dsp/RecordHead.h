@@ -1,8 +1,8 @@
 #pragma once
 
-#include "tape/Lanes.h"
-#include "tape/Tanh.h"
-#include "tape/XorAddStep.h"
+#include "tape/dsp/Lanes.h"
+#include "tape/dsp/Tanh.h"
+#include "tape/dsp/XorAddStep.h"
 
 #include <cmath>
 #include <cstdint>
@@ -16,6 +16,8 @@ namespace qel
 // the flux derivative, as a read head sees it.
 struct RecordHead
 {
+    // The model's own coefficients of the energy's quartic (c1) and quadratic
+    // (c2) terms; hardness a and resistance b are the musician's.
     static constexpr double c1 = 0.0224778046;
     static constexpr double c2 = 0.427861251;
     static constexpr double fourC1 = 0.0899112184;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tape/XorAddStep.h"
+#include "tape/dsp/XorAddStep.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -34,9 +34,9 @@ struct Demagnetizer
         return L > 0 ? L : 1;
     }
 
-    void prepare(double fs, uint64_t now) noexcept
+    void prepare(double sampleRate, uint64_t now) noexcept
     {
-        sampleRate = fs;
+        this->sampleRate = sampleRate;
         seed(now);
     }
 

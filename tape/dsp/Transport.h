@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tape/ReadHead.h"
-#include "tape/XorAddStep.h"
+#include "tape/dsp/ReadHead.h"
+#include "tape/dsp/XorAddStep.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,15 +1,15 @@
 #pragma once
 
-#include "tape/Demagnetizer.h"
-#include "tape/DriveCompensation.h"
-#include "tape/HeadResponse.h"
-#include "tape/LinearRamp.h"
-#include "tape/Lfo.h"
-#include "tape/NoiseReduction.h"
-#include "tape/PlayHead.h"
-#include "tape/ReadHead.h"
-#include "tape/RecordHead.h"
-#include "tape/Transport.h"
+#include "tape/dsp/Demagnetizer.h"
+#include "tape/dsp/DriveCompensation.h"
+#include "tape/dsp/HeadResponse.h"
+#include "tape/dsp/LinearRamp.h"
+#include "tape/dsp/Lfo.h"
+#include "tape/dsp/NoiseReduction.h"
+#include "tape/dsp/PlayHead.h"
+#include "tape/dsp/ReadHead.h"
+#include "tape/dsp/RecordHead.h"
+#include "tape/dsp/Transport.h"
 
 #include <algorithm>
 #include <cmath>
@@ -36,7 +36,6 @@ struct TapeDeck
     std::vector<double> outputRing;
     uint64_t sampleCount = 0;
     double feedback = 0.0;
-    uint64_t feedbackTap = feedbackTapIndex;
     double inputGain = 1.0;
     NoiseReduction noiseReduction;
     uint64_t tapeLength = 0;
@@ -63,32 +62,25 @@ struct TapeDeck
     FeedbackCompensation feedbackCompensation;
     double noiseGain = 0.0001;
 
-    // Sizes everything for sample rate fs, with `seconds` of tape: a pair asks
-    // for its shorter tape here, so that the rings are never larger than used.
-    void prepare(double fs, double seconds = 8.0)
+    // Sizes everything for the sample rate (Hz), with `tapeSeconds` of tape,
+    // and starts the tape: a deck is ready to run after this alone.
+    void prepare(double sampleRate, double tapeSeconds)
     {
-        recordHead.prepare(fs);
-        const double controlRate = static_cast<double>(static_cast<float>(fs) * 0.03125f);
+        recordHead.prepare(sampleRate);
+        const double controlRate = static_cast<double>(static_cast<float>(sampleRate) * 0.03125f);
         readHeads[0].prepare(controlRate);
         readHeads[1].prepare(controlRate);
-        playHead.setSampleRate(fs);
-        noiseReduction.prepare(fs);
-        sampleRate = fs;
-        tapeLength = static_cast<uint64_t>(seconds * fs);
-        inputRing.assign(tapeLength, 0.0);
-        outputRing.assign(tapeLength, 0.0);
-        demagnetizer.prepare(fs, sampleCount);
+        playHead.setSampleRate(sampleRate);
+        noiseReduction.prepare(sampleRate);
+        this->sampleRate = sampleRate;
+        tapeLength = static_cast<uint64_t>(tapeSeconds * sampleRate);
+        inputRing.resize(tapeLength);
+        outputRing.resize(tapeLength);
+        speedRing.resize(tapeLength / samplesPerTick);
+        demagnetizer.prepare(sampleRate, sampleCount);
         transport.seed();
         driveCompensation.jumpTo(static_cast<float>(driveCompensationTarget));
-    }
-
-    // Sizes the tape; clear() then puts silence on all of it.
-    void setTapeLength(uint64_t length)
-    {
-        tapeLength = length;
-        inputRing.resize(length);
-        outputRing.resize(length);
-        speedRing.resize(length / samplesPerTick);
+        clear();
     }
 
     // The tape starts again: silence on it, heads back at their start.
@@ -106,26 +98,62 @@ struct TapeDeck
     }
 
     // --- setters of the parameters ---
+    // Feedback tap and main tap delays, seconds at nominal speed (0.002 .. 1; 0.01 or 0.06).
     void setDelay(double seconds) noexcept { readHeads[feedbackTapIndex].setDelay(seconds); }
     void setMainDelay(double seconds) noexcept { readHeads[mainTap].setDelay(seconds); }
-    void setTapeSpeed(double v) noexcept
+    // Metres per second (0.1 .. 2); the head losses and the compensation follow.
+    void setTapeSpeed(double metresPerSecond) noexcept
     {
-        tapeSpeed = v;
-        playHead.setTapeSpeed(v);
+        tapeSpeed = metresPerSecond;
+        playHead.setTapeSpeed(metresPerSecond);
         feedbackCompensation.headChanged(playHead);
-        readHeads[0].setTapeSpeed(v);
-        readHeads[1].setTapeSpeed(v);
+        readHeads[0].setTapeSpeed(metresPerSecond);
+        readHeads[1].setTapeSpeed(metresPerSecond);
     }
-    void setSpacing(double d) noexcept { playHead.setSpacing(d); feedbackCompensation.headChanged(playHead); }
-    void setThickness(double t) noexcept { playHead.setThickness(t); feedbackCompensation.headChanged(playHead); }
-    void setAzimuth(double z) noexcept { playHead.setAzimuth(z); feedbackCompensation.headChanged(playHead); }
-    void setWidthRatio(double w) noexcept { playHead.setWidthRatio(w); feedbackCompensation.headChanged(playHead); }
+    // Head-to-tape spacing, metres (1e-5 .. 1e-4).
+    void setSpacing(double metres) noexcept { playHead.setSpacing(metres); feedbackCompensation.headChanged(playHead); }
+    // Magnetic layer thickness, metres (5e-6 .. 5e-5).
+    void setThickness(double metres) noexcept { playHead.setThickness(metres); feedbackCompensation.headChanged(playHead); }
+    // Azimuth error as a track offset (0.0001 .. 0.001).
+    void setAzimuth(double offset) noexcept { playHead.setAzimuth(offset); feedbackCompensation.headChanged(playHead); }
+    // Head width over track width (1.1 .. 2).
+    void setWidthRatio(double ratio) noexcept { playHead.setWidthRatio(ratio); feedbackCompensation.headChanged(playHead); }
     void setPlayheadFilter(bool on) noexcept { feedbackCompensation.setFilterEnabled(playHead, on); }
     void setFeedbackCompensation(bool on) noexcept { feedbackCompensation.setOn(playHead, on); }
+    // The magnetics' hardness term a (1 .. 5) and saturation term b (100 .. 100000).
     void setHardness(double a) noexcept { recordHead.setA(a); updateDrive(); }
     void setResistance(double b) noexcept { recordHead.setB(b); updateDrive(); }
+    // Linear gain into the record head (1 .. 100).
     void setDrive(double linear) noexcept { drive = linear; updateDrive(); }
-    void setDegradeRate(double rate) noexcept { demagnetizer.setRate(rate, sampleCount); }
+    // Dropouts per second (5 .. 50); restarts their schedule.
+    void setDegradeRate(double hertz) noexcept { demagnetizer.setRate(hertz, sampleCount); }
+    // Stored as they are; the loops read them.
+    void setLfoRate(float hertz) noexcept { lfoRate = hertz; }
+    // Where the running LFO stands now, in cycles: the host's position puts it there.
+    void restartLfoAt(float cycles) noexcept { lfoRunningPhase = cycles; }
+    void setLfoPhase(float cycles) noexcept { lfoPhase = cycles; }       // -1 .. 1
+    void setLfoShape(float shape) noexcept { lfoShape = shape; }         // -0.99 .. 0.99
+    void setLfoSymmetry(float symmetry) noexcept { lfoSymmetry = symmetry; } // -1 .. 1
+    void setLfoSwing(float swing) noexcept { lfoSwing = swing; }         // 0 .. 1
+    // 0: deck B lags deck A by -M; 1: by +M; 0.5: in step.
+    void setRelativePosition(double position) noexcept { relativePosition = position; }
+    void setMaxRelativeDelay(double seconds) noexcept { maxRelativeDelay = seconds; } // M, 0.001 .. 0.015
+    void setFade(double fraction) noexcept { fade = fraction; }          // of the travel, 0.01 .. 0.3
+    void setFeedback(double amount) noexcept { feedback = amount; }      // 0 .. 1
+    void setInputGain(double linear) noexcept { inputGain = linear; }
+    void setNoiseGain(double linear) noexcept { noiseGain = linear; }
+    void setRecordHeadOn(bool on) noexcept { recordHead.setOn(on); }     // clears the magnetics
+    void setNoiseGateOn(bool on) noexcept { recordHead.setGateOn(on); }  // clears the magnetics
+    void setDegradeDepth(double depth) noexcept { demagnetizer.setDepth(depth); } // 0 .. 1
+    void setTransportOn(bool on) noexcept { transportOn = on ? 1 : 0; }
+    // Modulation depths as fractions of speed, rates in hertz.
+    void setWowDepth(double depth) noexcept { transport.wowDepth = depth; }
+    void setWowRate(double hertz) noexcept { transport.wowRate = hertz; }
+    void setFlutterDepth(double depth) noexcept { transport.flutterDepth = depth; }
+    void setFlutterRate(double hertz) noexcept { transport.flutterRate = hertz; }
+    void setRandomDepth(double depth) noexcept { transport.randomDepth = depth; }
+    void setRandomRate(double hertz) noexcept { transport.randomRate = hertz; }
+    // 0 none, 1 pre-emphasis, 2 type A, 3 type B; entering a mode clears its state.
     void setEncoderMode(uint32_t mode) noexcept { noiseReduction.setEncoderMode(mode); }
     void setDecoderMode(uint32_t mode) noexcept { noiseReduction.setDecoderMode(mode); }
 
@@ -186,7 +214,7 @@ struct TapeDeck
             const uint64_t i1 = i0 == 0 ? tapeLength - 1 : i0 - 1;
             const double read = ((1.0 - f) * inputRing[i0] + f * inputRing[i1]) * tapGains[tap];
             s += gainSum == 1.0 ? read : read / gainSum; // x / 1 is x: spare the divider
-            if (static_cast<uint64_t>(tap) == feedbackTap)
+            if (tap == feedbackTapIndex)
                 s += ((1.0 - f) * outputRing[i0] + f * outputRing[i1]) * feedback
                    * static_cast<double>(feedbackCompensation.gain);
         }

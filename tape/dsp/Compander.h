@@ -1,8 +1,8 @@
 #pragma once
 
-#include "tape/Bilinear.h"
-#include "tape/CompressorCell.h"
-#include "tape/EmphasisShelf.h"
+#include "tape/dsp/Bilinear.h"
+#include "tape/dsp/CompressorCell.h"
+#include "tape/dsp/EmphasisShelf.h"
 
 #include <array>
 #include <cmath>
@@ -68,7 +68,7 @@ struct TypeACompander
     // Passes of the decoder's search; the cap is what keeps the decoder affordable.
     int passLimit = productPassLimit;
 
-    void prepare(double f) noexcept
+    void prepare(double sampleRate) noexcept
     {
         // Low-pass, band-pass and high-pass prototypes at 80 Hz, 848.5 Hz and 9 kHz.
         const double W[3] = { 502.6548245743669, 5331.459525790039, 56548.66776461628 };
@@ -86,9 +86,9 @@ struct TypeACompander
                 num = { 0.0, 4.0 * z * w, 0.0 };
             else
                 num = { 0.0, 0.0, 1.0 };
-            bands[k].filter.c = bilinear<2>(num, den, f);
+            bands[k].filter.c = bilinear<2>(num, den, sampleRate);
             bands[k].cell.configure(threshold[k], knee[k]);
-            bands[k].cell.prepare(f);
+            bands[k].cell.prepare(sampleRate);
         }
         fillLanes();
         clear();
@@ -301,13 +301,13 @@ struct TypeBCompander
     // Passes of each search; the cap is what keeps the compander affordable.
     int passLimit = productPassLimit;
 
-    void prepare(double f) noexcept
+    void prepare(double sampleRate) noexcept
     {
         cell.configure(-10.0, 0.3);
-        cell.prepare(f);
-        slidingShelf.prepare(f);
-        sideShelf.prepare(f);
-        sideEnvelope.prepare(f);
+        cell.prepare(sampleRate);
+        slidingShelf.prepare(sampleRate);
+        sideShelf.prepare(sampleRate);
+        sideEnvelope.prepare(sampleRate);
         clear();
     }
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tape/Bilinear.h"
-#include "tape/Lanes.h"
+#include "tape/dsp/Bilinear.h"
+#include "tape/dsp/Lanes.h"
 
 #include <algorithm>
 #include <array>
@@ -27,6 +27,8 @@ struct SpacingLoss
     double spacing = static_cast<double>(1e-5f);
     DirectFormI<5> filter;
 
+    // The fit of exp(-s) as 32.166 / D(s), D of degree five: its gain at DC is
+    // 32.166 / 31.914, a loss the drive compensation does not know of.
     static std::array<double, 6> denominator(double W) noexcept
     {
         return timesPowersOf(W, { 31.9140096763945, 121.5511207267445, 120.43574323431775, 52.92163255906025,
@@ -48,6 +50,7 @@ struct SpacingLoss
 // (1 - exp(-k t)) / (k t) by a first-order low-pass; W = v / t.
 struct ThicknessLoss
 {
+    // The fit's pole, in units of v / t; its gain at DC, 1 / pole, stays in the chain.
     static constexpr double pole = 1.13639266981092;
 
     double thickness = static_cast<double>(5e-6f);
@@ -187,9 +190,9 @@ struct PlayHead
     double speed = 1.0;
     double sampleRate = 44100.0;
 
-    void setSampleRate(double f) noexcept
+    void setSampleRate(double sampleRate) noexcept
     {
-        sampleRate = f;
+        this->sampleRate = sampleRate;
         redesign();
         clear();
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tape/TapeDeck.h"
+#include "tape/dsp/TapeDeck.h"
 
 #include <array>
 #include <cstdint>
@@ -30,25 +30,16 @@ struct DeckPair
     {
         for (TapeDeck* d : { &deckA, &deckB })
         {
-            d->feedback = 0.0;
-            d->feedbackTap = TapeDeck::feedbackTapIndex;
             d->setDelay(0.016);
             d->setMainDelay(0.06);
-            d->transport.wowRate = 0.1;
         }
     }
 
-    void prepare(double fs)
+    void prepare(double sampleRate)
     {
         constexpr double tapeSeconds = 2.0;
-        deckA.prepare(fs, tapeSeconds);
-        deckB.prepare(fs, tapeSeconds);
-        const auto length = static_cast<uint64_t>(tapeSeconds * fs);
-        for (TapeDeck* d : { &deckA, &deckB })
-        {
-            d->setTapeLength(length);
-            d->clear();
-        }
+        deckA.prepare(sampleRate, tapeSeconds);
+        deckB.prepare(sampleRate, tapeSeconds);
     }
 
     void clear() noexcept
@@ -189,39 +180,33 @@ using ChannelPairProcessor = void (*)(DeckPair&, DeckPair&, float*, float*, int,
 
 namespace detail
 {
-template <size_t Index>
-constexpr ChannelProcessor channelProcessorAt() noexcept
+// Where a set of modes stands among the 32 loops: LFO x 16 + encoder x 4 + decoder.
+struct LoopModes
 {
-    return &processChannel<(Index / 16) == 1, static_cast<uint32_t>((Index / 4) % 4), static_cast<uint32_t>(Index % 4)>;
-}
-
-template <size_t Index>
-constexpr ChannelPairProcessor channelPairProcessorAt() noexcept
-{
-    return &processChannelPair<(Index / 16) == 1, static_cast<uint32_t>((Index / 4) % 4),
-                               static_cast<uint32_t>(Index % 4)>;
-}
+    static constexpr size_t count = 32;
+    static constexpr bool lfoAt(size_t index) noexcept { return index / 16 == 1; }
+    static constexpr uint32_t encoderAt(size_t index) noexcept { return static_cast<uint32_t>((index / 4) % 4); }
+    static constexpr uint32_t decoderAt(size_t index) noexcept { return static_cast<uint32_t>(index % 4); }
+    // -1 for modes outside the range.
+    static int indexOf(uint32_t flangeMode, uint32_t encoderMode, uint32_t decoderMode) noexcept
+    {
+        if (encoderMode > 3 || decoderMode > 3)
+            return -1;
+        return (flangeMode == lfoFlange ? 16 : 0) + static_cast<int>(encoderMode * 4 + decoderMode);
+    }
+};
 
 template <size_t... Index>
 constexpr std::array<ChannelProcessor, sizeof...(Index)> channelProcessorTable(std::index_sequence<Index...>) noexcept
 {
-    return { channelProcessorAt<Index>()... };
+    return { &processChannel<LoopModes::lfoAt(Index), LoopModes::encoderAt(Index), LoopModes::decoderAt(Index)>... };
 }
 
 template <size_t... Index>
 constexpr std::array<ChannelPairProcessor, sizeof...(Index)>
 channelPairProcessorTable(std::index_sequence<Index...>) noexcept
 {
-    return { channelPairProcessorAt<Index>()... };
-}
-
-// Where a set of modes stands in the tables; -1 for modes outside the range.
-inline int processorIndex(uint32_t flangeMode, uint32_t encoderMode, uint32_t decoderMode) noexcept
-{
-    if (encoderMode > 3 || decoderMode > 3)
-        return -1;
-    const int lfo = flangeMode == lfoFlange ? 1 : 0;
-    return lfo * 16 + static_cast<int>(encoderMode * 4 + decoderMode);
+    return { &processChannelPair<LoopModes::lfoAt(Index), LoopModes::encoderAt(Index), LoopModes::decoderAt(Index)>... };
 }
 } // namespace detail
 
@@ -229,8 +214,8 @@ inline int processorIndex(uint32_t flangeMode, uint32_t encoderMode, uint32_t de
 // x 4 encoders x 4 decoders. Modes outside the range give no processor.
 inline ChannelProcessor selectChannelProcessor(uint32_t flangeMode, uint32_t encoderMode, uint32_t decoderMode) noexcept
 {
-    static constexpr auto table = detail::channelProcessorTable(std::make_index_sequence<32>());
-    const int index = detail::processorIndex(flangeMode, encoderMode, decoderMode);
+    static constexpr auto table = detail::channelProcessorTable(std::make_index_sequence<detail::LoopModes::count>());
+    const int index = detail::LoopModes::indexOf(flangeMode, encoderMode, decoderMode);
     return index < 0 ? nullptr : table[static_cast<size_t>(index)];
 }
 
@@ -238,8 +223,8 @@ inline ChannelProcessor selectChannelProcessor(uint32_t flangeMode, uint32_t enc
 inline ChannelPairProcessor selectChannelPairProcessor(uint32_t flangeMode, uint32_t encoderMode,
                                                        uint32_t decoderMode) noexcept
 {
-    static constexpr auto table = detail::channelPairProcessorTable(std::make_index_sequence<32>());
-    const int index = detail::processorIndex(flangeMode, encoderMode, decoderMode);
+    static constexpr auto table = detail::channelPairProcessorTable(std::make_index_sequence<detail::LoopModes::count>());
+    const int index = detail::LoopModes::indexOf(flangeMode, encoderMode, decoderMode);
     return index < 0 ? nullptr : table[static_cast<size_t>(index)];
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tape/Decibels.h"
-#include "tape/PlayHead.h"
+#include "tape/dsp/Decibels.h"
+#include "tape/dsp/PlayHead.h"
 
 #include <cmath>
 #include <cstdint>

@@ -13,9 +13,9 @@ struct EmphasisShelf
     double x1 = 0.0;
     double y1 = 0.0;
 
-    void prepare(double f) noexcept
+    void prepare(double sampleRate) noexcept
     {
-        sampleRate = f;
+        this->sampleRate = sampleRate;
         clear();
     }
 

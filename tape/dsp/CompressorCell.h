@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tape/Decibels.h"
-#include "tape/Lanes.h"
+#include "tape/dsp/Decibels.h"
+#include "tape/dsp/Lanes.h"
 
 #include <cmath>
 
@@ -20,9 +20,9 @@ struct EnvelopeCell
     double h = 0.0;
     double inverseC = 1e9;
 
-    void prepare(double f) noexcept
+    void prepare(double sampleRate) noexcept
     {
-        const double k = f + 1.0 / (2.0 * R * C);
+        const double k = sampleRate + 1.0 / (2.0 * R * C);
         g = 1.0 / (R * k);
         h = -1.0 / (R * C * k);
         inverseC = 1.0 / C;
@@ -70,7 +70,7 @@ struct CompressorCell
         cubic[3] = (w * (1.0 + aboveKneeSlope) - 2.0 * rise) / (w * w * w);
     }
 
-    void prepare(double f) noexcept { envelope.prepare(f); }
+    void prepare(double sampleRate) noexcept { envelope.prepare(sampleRate); }
     void clear() noexcept { envelope.clear(); }
     void commit() noexcept { envelope.commit(); }
 

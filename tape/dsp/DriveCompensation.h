@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tape/LinearRamp.h"
+#include "tape/dsp/LinearRamp.h"
 
 #include <cmath>
 #include <cstdint>
