@@ -67,9 +67,9 @@ constexpr Row rows[] = {
     { NAMED(PhaseInvert), "Phase Invert", Kind::toggle, 0, 1, 0, plainNumber, Curve::linear, nullptr,
       [](State& s, float v) {
           for (auto& pair : s.decks)
-              pair.phaseInvert = on(v) ? 1 : 0;
+              pair.phaseInvert = on(v);
       },
-      [](const State& s) { return flag(s.decks.front().phaseInvert != 0); } },
+      [](const State& s) { return flag(s.decks.front().phaseInvert); } },
     { NAMED(ApplyRecordHead), "Apply Tape Simulation", Kind::toggle, 0, 1, 1, plainNumber, Curve::linear, nullptr,
       [](State& s, float v) {
           onEveryDeck(s, [v](TapeDeck& d) { d.setRecordHeadOn(on(v)); });
@@ -117,9 +117,9 @@ constexpr Row rows[] = {
       [](const State& s) { return logOfTen(deckA(s).tapeSpeed, 0.1f); } },
     { NAMED(ApplyTransport), "Apply Transport Modulations", Kind::toggle, 0, 1, 1, plainNumber, Curve::linear, nullptr,
       [](State& s, float v) { onEveryDeck(s, [v](TapeDeck& d) { d.setTransportOn(on(v)); }); },
-      [](const State& s) { return flag(deckA(s).transportOn != 0); } },
+      [](const State& s) { return flag(deckA(s).transportOn); } },
     { NAMED(ApplyLowLatency), "Low Latency Mode", Kind::toggle, 0, 1, 0, plainNumber, Curve::linear, nullptr,
-      [](State& s, float v) { s.setLowLatency(on(v)); }, [](const State& s) { return flag(s.lowLatency != 0); } },
+      [](State& s, float v) { s.setLowLatency(on(v)); }, [](const State& s) { return flag(s.lowLatency); } },
     { NAMED(WowMod), "Wow Depth", Kind::number, 0.0f, 1.0f, 0.0f, percentNormalised, Curve::linear, nullptr,
       [](State& s, float v) { onEveryDeck(s, [v](TapeDeck& d) { d.setWowDepth(v * 0.3); }); },
       [](const State& s) { return static_cast<float>(deckA(s).transport.wowDepth / 0.3); } },
@@ -137,7 +137,7 @@ constexpr Row rows[] = {
       [](State& s, float v) { onEveryDeck(s, [v](TapeDeck& d) { d.setFlutterRate(v); }); },
       [](const State& s) { return static_cast<float>(deckA(s).transport.flutterRate); } },
     { NAMED(NoiseSync), "Random Channel Unsync", Kind::toggle, 0, 1, 0, plainNumber, Curve::linear, nullptr,
-      [](State& s, float v) { s.setNoiseUnsync(on(v)); }, [](const State& s) { return flag(s.noiseUnsync != 0); } },
+      [](State& s, float v) { s.setNoiseUnsync(on(v)); }, [](const State& s) { return flag(s.noiseUnsync); } },
     { NAMED(NoiseMod), "Random Depth", Kind::number, 0.0f, 1.0f, 0.0f, percentNormalised, Curve::linear, nullptr,
       [](State& s, float v) { onEveryDeck(s, [v](TapeDeck& d) { d.setRandomDepth(v * 0.1); }); },
       [](const State& s) { return static_cast<float>(deckA(s).transport.randomDepth / 0.1); } },
@@ -146,7 +146,7 @@ constexpr Row rows[] = {
       [](const State& s) { return static_cast<float>(deckA(s).transport.randomRate); } },
     { NAMED(ApplyFeedbackCompensation), "Compensate Feedback", Kind::toggle, 0, 1, 1, plainNumber, Curve::linear, nullptr,
       [](State& s, float v) { onEveryDeck(s, [v](TapeDeck& d) { d.setFeedbackCompensation(on(v)); }); },
-      [](const State& s) { return flag(deckA(s).feedbackCompensation.on != 0); } },
+      [](const State& s) { return flag(deckA(s).feedbackCompensation.on); } },
     { NAMED(Feedback), "Feedback", Kind::number, 0.0f, 1.0f, 0.0f, percentNormalised, Curve::linear, nullptr,
       [](State& s, float v) { onEveryDeck(s, [v](TapeDeck& d) { d.setFeedback(v); }); },
       [](const State& s) { return static_cast<float>(deckA(s).feedback); } },
@@ -161,9 +161,9 @@ constexpr Row rows[] = {
     { NAMED(Mix), "Mix", Kind::number, 0.0f, 1.0f, 1.0f, percentNormalised, Curve::linear, nullptr,
       [](State& s, float v) { s.mix = v; }, [](const State& s) { return s.mix; } },
     { NAMED(ApplyCompander), "Apply Compander", Kind::toggle, 0, 1, 0, plainNumber, Curve::linear, nullptr,
-      [](State& s, float v) { s.setCompanderOn(on(v)); }, [](const State& s) { return flag(s.companderOn != 0); } },
+      [](State& s, float v) { s.setCompanderOn(on(v)); }, [](const State& s) { return flag(s.companderOn); } },
     { NAMED(NRLink), "Link NR Encoder and Decoder", Kind::toggle, 0, 1, 1, plainNumber, Curve::linear, nullptr,
-      [](State& s, float v) { s.setLink(on(v)); }, [](const State& s) { return flag(s.link != 0); } },
+      [](State& s, float v) { s.setLink(on(v)); }, [](const State& s) { return flag(s.link); } },
     // Both read what deck A runs: "None" while the compander is off.
     { NAMED(NoiseReductionEncoder), "Noise Reduction Encoder", Kind::choice, 0, 3, 0, plainNumber, Curve::linear,
       noiseReductionModes, [](State& s, float v) { s.setEncoderChoice(static_cast<uint32_t>(v)); },

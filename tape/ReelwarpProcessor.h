@@ -114,13 +114,13 @@ public:
     float mix = 1.0f;
     float outputGain = 1.0f;
     float lfoFrequency = 0.1f;
-    uint8_t noiseUnsync = 0;
-    uint8_t link = 1;
-    uint8_t companderOn = 0;
+    bool noiseUnsync = false;
+    bool link = true;
+    bool companderOn = false;
     uint32_t encoderChoice = 0;
     uint32_t decoderChoice = 0;
     float latency = normalLatencySeconds;
-    uint8_t lowLatency = 0;
+    bool lowLatency = false;
     float outputPad = decibelsToGain(-1.0f);
 
 private:

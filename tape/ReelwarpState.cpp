@@ -93,7 +93,7 @@ void ReelwarpProcessor::State::setDecoderChoice(uint32_t mode)
 
 void ReelwarpProcessor::State::setLink(bool on)
 {
-    link = on ? 1 : 0;
+    link = on;
     if (!on)
         return;
     // The decoder follows what the encoder runs; its choice follows the
@@ -106,7 +106,7 @@ void ReelwarpProcessor::State::setLink(bool on)
 
 void ReelwarpProcessor::State::setCompanderOn(bool on)
 {
-    companderOn = on ? 1 : 0;
+    companderOn = on;
     if (on)
         forEachDeck([this](TapeDeck& d) {
             d.setEncoderMode(encoderChoice);
@@ -124,7 +124,7 @@ void ReelwarpProcessor::State::setCompanderOn(bool on)
 
 void ReelwarpProcessor::State::setLowLatency(bool on)
 {
-    lowLatency = on ? 1 : 0;
+    lowLatency = on;
     latency = on ? lowLatencySeconds : normalLatencySeconds;
     if (on)
     {
@@ -139,7 +139,7 @@ void ReelwarpProcessor::State::setLowLatency(bool on)
 
 void ReelwarpProcessor::State::setNoiseUnsync(bool on)
 {
-    noiseUnsync = on ? 1 : 0;
+    noiseUnsync = on;
     if (on)
         forEachDeck([this](TapeDeck& d) {
             const uint32_t first = nextUnsyncDraw();

@@ -23,7 +23,7 @@ struct DeckPair
 
     TapeDeck deckA;
     TapeDeck deckB;
-    uint8_t phaseInvert = 0;
+    bool phaseInvert = false;
     uint32_t flangeMode = lfoFlange;
 
     DeckPair()

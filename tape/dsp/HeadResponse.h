@@ -40,7 +40,7 @@ struct FeedbackCompensation
         return 1.0f / decibelsToGain(headResponseDecibels(20.0f, 1.0f, 1e-5f, 5e-6f, 0.0001f, 1.82f));
     }
 
-    uint8_t on = 1;
+    bool on = true;
     float gain = initialGain();
 
     void update(const PlayHead& head) noexcept
@@ -67,7 +67,7 @@ struct FeedbackCompensation
 
     void setOn(const PlayHead& head, bool enable) noexcept
     {
-        on = enable ? 1 : 0;
+        on = enable;
         if (enable && head.isEnabled())
             update(head);
         else

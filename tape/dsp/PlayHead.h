@@ -186,7 +186,7 @@ struct PlayHead
     ThicknessLoss thicknessLoss;
     WidthResponse widthResponse;
     AzimuthLoss azimuthLoss;
-    uint8_t enabled = 1;
+    bool enabled = true;
     double speed = 1.0;
     double sampleRate = 44100.0;
 
@@ -215,10 +215,10 @@ struct PlayHead
 
     void setEnabled(bool on) noexcept
     {
-        enabled = on ? 1 : 0;
+        enabled = on;
         clear();
     }
-    bool isEnabled() const noexcept { return enabled != 0; }
+    bool isEnabled() const noexcept { return enabled; }
 
     void clear() noexcept
     {

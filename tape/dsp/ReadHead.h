@@ -23,7 +23,7 @@ struct ReadHead
     LinearRamp distanceRamp;
     double travelled = 0.0;  // in speed x ticks, from the tail to the present tick
     uint64_t tail = 1;
-    uint8_t firstBlock = 1;
+    bool firstBlock = true;
     double controlRate = 0.0;
     double speed = 1.0;
     uint64_t ticks = 0;
@@ -40,7 +40,7 @@ struct ReadHead
     {
         travelled = 0.0;
         tail = 1;
-        firstBlock = 1;
+        firstBlock = true;
         distanceRamp.jumpTo(static_cast<float>(distance));
     }
 

@@ -38,8 +38,8 @@ struct RecordHead
     float noiseSum = 0.0f;
     uint32_t noiseCounter = 1;
     double noiseAmount = 0.0001;
-    uint8_t on = 1;
-    uint8_t gateOn = 1;
+    bool on = true;
+    bool gateOn = true;
     double gateTime = static_cast<double>(0.001f);
     double gateRate = 0.0;
     double gateCoefficient = 0.0;
@@ -79,10 +79,10 @@ struct RecordHead
     double getA() const noexcept { return a; }
     double getB() const noexcept { return b; }
     void setNoiseAmount(double v) noexcept { noiseAmount = v; }
-    void setOn(bool v) noexcept { on = v ? 1 : 0; clear(); }
-    void setGateOn(bool v) noexcept { gateOn = v ? 1 : 0; clear(); }
-    bool isOn() const noexcept { return on != 0; }
-    bool isGateOn() const noexcept { return gateOn != 0; }
+    void setOn(bool v) noexcept { on = v; clear(); }
+    void setGateOn(bool v) noexcept { gateOn = v; clear(); }
+    bool isOn() const noexcept { return on; }
+    bool isGateOn() const noexcept { return gateOn; }
 
     // Landau energy with a quartic term.
     double energy(double u) const noexcept

@@ -46,7 +46,7 @@ struct TapeDeck
     double fade = 0.01;
     TransportModulation transport;
     double sampleRate = 0.0;
-    uint8_t transportOn = 1;
+    bool transportOn = true;
     double drive = 1.0;
     Demagnetizer demagnetizer;
     float lfoRate = 0.1f;
@@ -145,7 +145,7 @@ struct TapeDeck
     void setRecordHeadOn(bool on) noexcept { recordHead.setOn(on); }     // clears the magnetics
     void setNoiseGateOn(bool on) noexcept { recordHead.setGateOn(on); }  // clears the magnetics
     void setDegradeDepth(double depth) noexcept { demagnetizer.setDepth(depth); } // 0 .. 1
-    void setTransportOn(bool on) noexcept { transportOn = on ? 1 : 0; }
+    void setTransportOn(bool on) noexcept { transportOn = on; }
     // Modulation depths as fractions of speed, rates in hertz.
     void setWowDepth(double depth) noexcept { transport.wowDepth = depth; }
     void setWowRate(double hertz) noexcept { transport.wowRate = hertz; }
@@ -185,7 +185,7 @@ struct TapeDeck
     {
         const uint64_t k = sampleCount / samplesPerTick;
         const double v = tickSpeed<DeckB>();
-        const double m = transport.tick(sampleRate, transportOn != 0);
+        const double m = transport.tick(sampleRate, transportOn);
         speedRing[k % speedRing.size()] = m * v;
         deviationBefore = deviationNow;
         deviationNow = static_cast<float>(m - 1.0);
@@ -329,8 +329,8 @@ struct TapeDeck
     // From here on, delay changes glide.
     void endFirstBlock() noexcept
     {
-        readHeads[0].firstBlock = 0;
-        readHeads[1].firstBlock = 0;
+        readHeads[0].firstBlock = false;
+        readHeads[1].firstBlock = false;
     }
 
     // One slice, in place.

@@ -184,7 +184,7 @@ void referenceDeck(qel::TapeDeck& d, bool lfo, bool deckB, float* x, int frames,
         ++d.sampleCount;
     }
     d.lfoRunningPhase += static_cast<float>(frames) * increment;
-    d.readHeads[0].firstBlock = d.readHeads[1].firstBlock = 0;
+    d.readHeads[0].firstBlock = d.readHeads[1].firstBlock = false;
 }
 
 // Each compiled loop equals the plain loop to rounding; two channels side by

@@ -61,8 +61,8 @@ TEST(ReelwarpParameters, ConversionsAndSwitchesReachWhatTheyNameAndReadBack)
         EXPECT_NEAR(pair.deckB.maxRelativeDelay, 0.012, 1e-9);
         EXPECT_NEAR(pair.deckA.maxRelativeDelay, 0.005, 1e-9);
         for (const TapeDeck* d : { &pair.deckA, &pair.deckB })
-            EXPECT_TRUE(pair.phaseInvert == 1 && !d->recordHead.isOn() && !d->recordHead.isGateOn()
-                        && !d->playHead.isEnabled() && d->transportOn == 0 && d->feedbackCompensation.on == 0);
+            EXPECT_TRUE(pair.phaseInvert && !d->recordHead.isOn() && !d->recordHead.isGateOn()
+                        && !d->playHead.isEnabled() && !d->transportOn && !d->feedbackCompensation.on);
     }
     h.set("OutputGain", 6.0206f);
     h.set("OutputPad", -6.0206f);

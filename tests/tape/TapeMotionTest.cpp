@@ -23,7 +23,7 @@ std::unique_ptr<qel::DeckPair> motionOnlyPair(double sampleRate = fs)
     pair->forBothDecks([](qel::TapeDeck& d) {
         d.recordHead.setOn(false);
         d.setPlayheadFilter(false);
-        d.transportOn = 0;
+        d.setTransportOn(false);
     });
     pair->flangeMode = qel::manualFlange;
     return pair;
@@ -151,7 +151,7 @@ TEST(Transport, WowAndFlutterShiftPitchByTheExpectedDeviation)
     {
         auto pair = motionOnlyPair();
         qel::TapeDeck& deck = pair->deckA;
-        deck.transportOn = 1;
+        deck.setTransportOn(true);
         const double depth = 0.01, rate = wow ? 1.5 : 6.0;
         (wow ? deck.transport.wowDepth : deck.transport.flutterDepth) = depth;
         (wow ? deck.transport.wowRate : deck.transport.flutterRate) = rate;
