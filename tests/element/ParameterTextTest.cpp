@@ -23,50 +23,29 @@ ParameterDescription<float> floatOf(uint32_t type, float minimum = 1.0f, float m
     return ParameterDescription<float>("P", 0.0f, { minimum, maximum }, type);
 }
 
-// The display types the effect's parameters use, each band of the time units.
-TEST(FloatText, PrintsByDisplayType)
+// The display types the effect's parameters use, each band of the time units;
+// then what a musician types beyond the printed form, which the slots already read back.
+TEST(FloatText, PrintsByDisplayTypeAndReadsWhatAMusicianTypes)
 {
-    const struct
-    {
-        uint32_t type;
-        float value;
-        const char* text;
-    } cases[] = {
-        { qel::percentNormalised, 0.5f, "50.00%" },
-        { qel::seconds, 0.001f, "1.00 ms" },
-        { qel::seconds, 0.016f, "16.0 ms" },
-        { qel::seconds, 0.5f, "500 ms" },
-        { qel::seconds, 1.0f, "1.00 s" },
-        { qel::hertz, 999.99f, "999.99 Hz" },
-        { qel::hertz, 1000.0f, "1.00 kHz" },
-        { qel::plainNumber, 1.0f / 3.0f, "0.33" },
+    const struct { uint32_t type; float value; const char* text; } printed[] = {
+        { qel::percentNormalised, 0.5f, "50.00%" }, { qel::plainNumber, 1.0f / 3.0f, "0.33" },
+        { qel::seconds, 0.001f, "1.00 ms" }, { qel::seconds, 0.016f, "16.0 ms" },
+        { qel::seconds, 0.5f, "500 ms" }, { qel::seconds, 1.0f, "1.00 s" },
+        { qel::hertz, 999.99f, "999.99 Hz" }, { qel::hertz, 1000.0f, "1.00 kHz" },
     };
     Context context;
-    for (const auto& c : cases)
+    for (const auto& c : printed)
         EXPECT_EQ(floatOf(c.type).toString(&context, c.value), c.text) << "type " << c.type << " value " << c.value;
-}
 
-// What a musician types beyond the printed form, which the slots already read back.
-TEST(FloatText, ReadsWhatAMusicianTypes)
-{
-    const struct
-    {
-        uint32_t type;
-        float minimum, maximum;
-        const char* text;
-        float value;
-        bool ok;
-    } cases[] = {
+    const struct { uint32_t type; float minimum, maximum; const char* text; float value; bool ok; } typed[] = {
         { qel::seconds, 1, 0, "16 MS", 0.016f, true },
-        // A bare number on a short range is milliseconds.
-        { qel::seconds, 0.002f, 1.0f, "15", 0.015f, true },
-        // Below the range, a bare number is kilohertz, and must then fit.
-        { qel::hertz, 20.0f, 20000.0f, "5", 5000.0f, true },
+        { qel::seconds, 0.002f, 1.0f, "15", 0.015f, true }, // a bare number on a short range is milliseconds
+        { qel::hertz, 20.0f, 20000.0f, "5", 5000.0f, true }, // below the range, kilohertz, which must then fit
         { qel::hertz, 20.0f, 15000.0f, "19", 19000.0f, false },
         { qel::plainNumber, 1, 0, "abc", 0.0f, false },
         { qel::plainNumber, 1, 0, " 3.25 ", 3.25f, true },
     };
-    for (const auto& c : cases)
+    for (const auto& c : typed)
     {
         float value = -99.0f;
         EXPECT_EQ(floatOf(c.type, c.minimum, c.maximum).fromString(nullptr, c.text, value), c.ok) << c.text;
@@ -75,7 +54,7 @@ TEST(FloatText, ReadsWhatAMusicianTypes)
     }
 }
 
-TEST(SyncedText, PrintsTheRowAndReadsTheRowNumber)
+TEST(SyncedText, PrintsAndMapsTheRowAndReadsTheRowNumber)
 {
     Context synced, free;
     synced.synced = true;
@@ -100,6 +79,14 @@ TEST(SyncedText, PrintsTheRowAndReadsTheRowNumber)
         EXPECT_EQ(qel::BeatDivisions::rowOfRatio(qel::BeatDivisions::ratioOfRow(r)), r);
         EXPECT_EQ(qel::BeatDivisions::rowOfText(qel::BeatDivisions::textOfRow(r)), r);
     }
+    // A slider's positions, synchronised, are the rows evenly spaced (row 16 is "1/4"); free, the log mapper the slots' tests cover.
+    const qel::SyncLogMapper mapper(0.01f, 10.0f);
+    for (const auto [position, ratio] : { std::pair { 16.0f / 29.0f, 1.0f }, std::pair { 0.0f, 128.0f }, std::pair { 1.0f, 0.041666668f } })
+    {
+        float value = position;
+        mapper.map(&synced, value);
+        EXPECT_EQ(value, ratio) << position;
+    }
 }
 
 // Switches print words but read numbers only: a slot reads the words itself.
@@ -111,31 +98,6 @@ TEST(BoolText, PrintsWordsButReadsNumbers)
     EXPECT_FALSE(b.fromString(nullptr, "true", on));
     EXPECT_TRUE(b.fromString(nullptr, "1", on) && on);
     EXPECT_TRUE(b.fromString(nullptr, "0", on) && !on);
-}
-
-// Slider positions: logarithmic while free, the beat divisions when synchronised.
-float mapped(const qel::ParameterMapper& m, float p, const Context* c)
-{
-    m.map(c, p);
-    return p;
-}
-
-TEST(Mappers, SyncLogMapperSwitchesToTheDivisionsWhenSynchronised)
-{
-    const qel::SyncLogMapper m(0.01f, 10.0f);
-    Context free, synced;
-    synced.synced = true;
-    EXPECT_NEAR(mapped(m, 1.0f / 3.0f, &free), 0.1f, 1e-6f); // decades evenly spaced
-    EXPECT_NEAR(mapped(m, 2.0f / 3.0f, &free), 1.0f, 1e-5f);
-    for (float p = 0.0f; p <= 1.0f; p += 0.05f)
-    {
-        float v = mapped(m, p, &free);
-        m.unmap(&free, v);
-        EXPECT_NEAR(v, p, 2e-5f) << p;
-    }
-    EXPECT_EQ(mapped(m, 16.0f / 29.0f, &synced), 1.0f); // row 16, "1/4"
-    EXPECT_EQ(mapped(m, 0.0f, &synced), 128.0f);
-    EXPECT_EQ(mapped(m, 1.0f, &synced), 0.041666668f); // row 29
 }
 
 } // namespace

@@ -35,8 +35,7 @@ struct Saved
     tinyxml2::XMLElement* root = nullptr;
 };
 
-// Persistent properties in their own child, no wrapper for links when there
-// are none, floats in the "%.8g" form.
+// Persistent properties in their own child, no wrapper for links when there are none, floats in the "%.8g" form.
 TEST(ElementPersistence, WritesTheFileForm)
 {
     ProcessorHarness h(2, 48000.0, 64);
@@ -114,8 +113,7 @@ TEST_F(Loading, OlderFilesConvertTheMagneticResistance)
     EXPECT_FLOAT_EQ(h.number("Hysteresis"), 0.5f);
 }
 
-// Documents may hold any bytes: well-formed UTF-8 reads as it stands, and
-// each byte outside a well-formed sequence reads as U+FFFD.
+// Documents may hold any bytes: well-formed UTF-8 reads as it stands, each byte outside a well-formed sequence as U+FFFD.
 TEST(DocumentText, KeepsWellFormedUtf8AndReplacesEachMalformedByte)
 {
     const std::string wellFormed = "Tape \xC3\xA9 \xE2\x89\x88 \xF0\x9F\x8E\xB8 \xF4\x8F\xBF\xBF \xEF\xBF\xBD";

@@ -101,7 +101,7 @@ struct Fixture : ::testing::Test
 };
 
 // A float moves by 1 - 0.33^(3200 / 48000) of the way at each slice of 32 frames.
-TEST_F(Fixture, FloatChangesGlideAtSliceRate)
+TEST_F(Fixture, FloatsGlideAtSliceRateIntsAndSwitchesArriveInTheirBlockAndOnce)
 {
     block(33);
     EXPECT_EQ(effect.slices, (std::vector<int> { 32, 1 }));
@@ -116,10 +116,8 @@ TEST_F(Fixture, FloatChangesGlideAtSliceRate)
     for (int i = 0; i < 400; ++i)
         block(32);
     EXPECT_EQ(effect.state().level, 2.0f); // it arrives and stops
-}
 
-TEST_F(Fixture, IntsAndSwitchesArriveInTheirBlockAndOnce)
-{
+    // Ints and switches arrive in their block, and a switch once.
     effect.setParameterIntDeferred(ids.steps, 3, true);
     effect.setParameterInt(ids.steps, 7); // an immediate set drops the pending value
     effect.setParameterBoolDeferred(ids.on, true, true);

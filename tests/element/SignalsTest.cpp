@@ -12,10 +12,7 @@ namespace
 // Elements stand in by address only: the channel never looks inside them.
 struct Token { int n; };
 
-const qel::Element& asElement(const Token& t)
-{
-    return *reinterpret_cast<const qel::Element*>(&t);
-}
+const qel::Element& asElement(const Token& t) { return *reinterpret_cast<const qel::Element*>(&t); }
 
 TEST(SignalN, CallsSlotsInOrderAndSurvivesDisconnectionDuringDispatch)
 {
@@ -70,8 +67,8 @@ TEST_F(ChannelFixture, OneTickCarriesAtMostTheMessagesThatExistAndNoneOfTheDead)
     EXPECT_EQ(channel.deliver(), 32768);
 }
 
-// Producers on several threads while the message thread delivers: what was
-// accepted arrives once, in order per producer, and nothing else arrives.
+// Producers on several threads while the message thread delivers: what was accepted arrives once, in order per producer,
+// and nothing else arrives.
 TEST_F(ChannelFixture, ManyProducersLoseNothingAndDuplicateNothing)
 {
     constexpr int producers = 4;
@@ -104,8 +101,7 @@ TEST_F(ChannelFixture, ManyProducersLoseNothingAndDuplicateNothing)
     EXPECT_FALSE(accepted[0].empty());
 }
 
-// Posted from other threads, both the channel's messages and a forwarder's
-// update arrive on the message thread, the update coalesced.
+// Posted from other threads, the channel's messages and a forwarder's update, coalesced, arrive on the message thread.
 TEST_F(ChannelFixture, TheTimerDeliversOnTheMessageThread)
 {
     qel::AsyncParameterSignal signal;

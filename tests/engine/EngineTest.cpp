@@ -45,10 +45,7 @@ struct EngineFixture : ::testing::Test
         context->endBlock(frames);
     }
 
-    static EngineEvent cc(int controller, int value, int position = 0)
-    {
-        return EngineEvent::midi(0xB0, 0, controller, value, position);
-    }
+    static EngineEvent cc(int controller, int value, int position = 0) { return EngineEvent::midi(0xB0, 0, controller, value, position); }
 };
 
 // 118 toggles play from the stored position, 117 stops and returns to the
@@ -57,10 +54,7 @@ TEST_F(EngineFixture, TransportControllersPlayStopAndReturnToStart)
 {
     int heard = 0;
     engine.clearModified();
-    engine.getSignals().parameterChanged.connect([&](const qel::Element&, int id) {
-        if (id == (int) qel::Engine::Ids::get().playing)
-            ++heard;
-    });
+    engine.getSignals().parameterChanged.connect([&](const qel::Element&, int id) { heard += id == (int) qel::Engine::Ids::get().playing; });
     EngineEvent setPosition = EngineEvent::transport(EngineEvent::SetPosition, 0);
     setPosition.setPositionValue(8.0);
     context->changeFlags = 0;

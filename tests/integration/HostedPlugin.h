@@ -80,11 +80,7 @@ inline void pumpMessages() { juce::MessageManager::getInstance()->runDispatchLoo
 
 // JUCE's LV2 host makes a new instance at each prepare with the old one's state, which the plug-in
 // restores on its own message thread: audio compared from the first block waits for it.
-inline void awaitPostedRestore()
-{
-    pumpMessages();
-    juce::Thread::sleep(300);
-}
+inline void awaitPostedRestore() { pumpMessages(); juce::Thread::sleep(300); }
 
 // Silent blocks of 256 frames, each followed by its messages: an LV2 host learns values only from them.
 inline void settle(juce::AudioPluginInstance& instance, int blocks = 1)

@@ -41,12 +41,7 @@ struct Playing
         });
     }
     ~Playing() { halt(); }
-    void halt()
-    {
-        stop = true;
-        if (audio.joinable())
-            audio.join();
-    }
+    void halt() { stop = true; if (audio.joinable()) audio.join(); }
     qel::Element& effect() { return *plugin.getEngine().findChild("Reelwarp"); }
     juce::AudioProcessorParameter& slot(int index) { return *plugin.getParameters()[index]; }
 };
@@ -61,9 +56,7 @@ void messageThreadTurn()
 TEST(HostAutomation, ThreeThreadsAtOnceEndOnTheLastValueWritten)
 {
     Playing p;
-    auto& mix = p.slot(29);
-    auto& encoder = p.slot(41);
-    auto& invert = p.slot(33);
+    auto &mix = p.slot(29), &encoder = p.slot(41), &invert = p.slot(33);
     std::atomic<bool> hostDone { false };
     constexpr int writes = 2000;
     std::thread host([&] {
@@ -92,11 +85,9 @@ TEST(HostAutomation, ThreeThreadsAtOnceEndOnTheLastValueWritten)
     EXPECT_EQ(p.effect().getParameterFloat(qel::reelwarpParameterId(ReelwarpParameter::Mix)), 1.0f);
 }
 
-// The message thread restores host states (each a new tree), loads presets,
-// links and unlinks a parameter and sets a property, while the host automates
-// and a worker saves: each save is a whole tree, the slots follow the last
-// tree, and once the edits stop a worker's save is the message thread's,
-// byte for byte.
+// The message thread restores states (each a new tree), loads presets, links and unlinks a parameter and sets a property
+// while the host automates and a worker saves: each save is a whole tree, the slots follow the last tree, and once the
+// edits stop a worker's save is the message thread's, byte for byte.
 TEST(HostAutomation, TheHostAutomatesAndSavesWhileTheMessageThreadEditsTheTree)
 {
     qel::ReelwarpPlugin source;
@@ -110,8 +101,7 @@ TEST(HostAutomation, TheHostAutomatesAndSavesWhileTheMessageThreadEditsTheTree)
     link.Parse(R"(<SignalConnection Source="@MIDI CC 7" Destination="Feedback" Ratio="0.5"/>)");
 
     Playing p;
-    auto& mix = p.slot(29);
-    auto& invert = p.slot(33);
+    auto &mix = p.slot(29), &invert = p.slot(33);
     std::atomic<bool> hostDone { false }, saverDone { false };
     std::thread host([&] {
         for (int i = 0; i <= 3000; ++i)

@@ -1,5 +1,4 @@
-// The 45 host-visible slots: kinds, normalisation, both directions of change
-// and gestures.
+// The 45 host-visible slots: kinds, normalisation, both directions of change and gestures.
 #include "plugin/ReelwarpPlugin.h"
 #include "tape/ReelwarpParameters.h"
 

@@ -1,5 +1,4 @@
-// The host's blob: its frame, what survives it, what bad blobs leave alone,
-// and the restore that runs on the message thread into a new engine.
+// The host's blob: its frame, what survives it, what bad blobs leave alone, and the restore into a new engine.
 #include "plugin/ReelwarpPlugin.h"
 #include "support/HostStateText.h"
 #include "support/Signals.h"
@@ -26,13 +25,10 @@ juce::MemoryBlock stateOf(ReelwarpPlugin& plugin)
     return blob;
 }
 
-qel::Element& effectOf(ReelwarpPlugin& plugin)
-{
-    return *plugin.getEngine().findChild(ReelwarpPlugin::effectName);
-}
+qel::Element& effectOf(ReelwarpPlugin& plugin) { return *plugin.getEngine().findChild(ReelwarpPlugin::effectName); }
 
-// The frame read by hand: magic, version, length and zlib text; the text
-// alone is a state too. A damaged blob leaves the plug-in as it was.
+// The frame read by hand: magic, version, length and zlib text; the text alone is a state too. A damaged blob leaves
+// the plug-in as it was.
 TEST(HostState, TheFrameHoldsZlibTextThePlainTextLoadsAndBadBlobsKeepTheFormerState)
 {
     ReelwarpPlugin plugin, target;
@@ -134,9 +130,8 @@ TEST(HostState, OnlyTheLastOfTwoStatesFromAWorkerIsRestored)
     EXPECT_EQ(engines.back(), &target.getEngine());
 }
 
-// A host may restore before it prepares. SyncToHost, when absent, follows
-// the host; a child of a type this build lacks is an error on the engine,
-// and the rest is restored.
+// A host may restore before it prepares. SyncToHost, when absent, follows the host; a child of a type this build lacks
+// is an error on the engine, and the rest is restored.
 TEST(HostState, AStateLoadsAroundWhatItLacksBeforeTheFirstPrepareAndThenPlays)
 {
     ReelwarpPlugin plugin;

@@ -1,5 +1,4 @@
-// The plug-in shell in-process: what instances share, the block bridge
-// around the effect, and the host's transport.
+// The plug-in shell in-process: what instances share, the block bridge around the effect, and the host's transport.
 #include "element/ElementRegistry.h"
 #include "files/VFSHolder.h"
 #include "plugin/ReelwarpPlugin.h"
@@ -79,10 +78,8 @@ TEST(ReelwarpPlugin, APrepareReportsTheLatencyAgainAndIgnoresAnEmptyFormat)
     EXPECT_FLOAT_EQ(p.getEngine().getEngineSampleRate(), 48000.0f);
 }
 
-// A block of no frames only takes the MIDI. A host must never wait on the
-// audio thread: with the render lock held elsewhere the block passes dry and
-// its events wait for the next. A block runs with denormals flushed to zero
-// and gives the host its control word back.
+// A block of no frames only takes the MIDI. A host must never wait on the audio thread: with the render lock held
+// elsewhere the block passes dry and its events wait. A block flushes denormals and gives the host its control word back.
 TEST(ReelwarpPlugin, EmptyAndBusyBlocksPassDryAndKeepTheirEventsAndBlocksRunWithFlushToZero)
 {
     ProbePlugin p;
@@ -120,9 +117,8 @@ TEST(ReelwarpPlugin, EmptyAndBusyBlocksPassDryAndKeepTheirEventsAndBlocksRunWith
     EXPECT_EQ(p.getEngine().getMidiState()->noteVelocities[60], 100);
 }
 
-// The bridge and the frame around the decks add nothing of their own at the
-// defaults (all wet, 0 dB): the plug-in equals the decks run directly, up to
-// the tape's own hiss.
+// The bridge and the frame around the decks add nothing of their own at the defaults (all wet, 0 dB): the plug-in
+// equals the decks run directly, up to the tape's own hiss.
 TEST(ReelwarpPlugin, OutputMatchesTheChainRunDirectlyForOddBlockSizes)
 {
     for (int blockSize : { 33, 1, 512, 100 })
@@ -158,8 +154,7 @@ TEST(ReelwarpPlugin, OutputMatchesTheChainRunDirectlyForOddBlockSizes)
     }
 }
 
-// One instance hears NaN, infinities and denormals in bursts, the other
-// zeros in their place; with the same hiss seeds their outputs are the same.
+// One instance hears NaN, infinities and denormals in bursts, the other zeros; with the same hiss seeds both sound alike.
 TEST(ReelwarpPlugin, NonFiniteAndDenormalInputIsHeardAsSilence)
 {
     auto run = [](bool damaged) {
@@ -190,8 +185,7 @@ TEST(ReelwarpPlugin, NonFiniteAndDenormalInputIsHeardAsSilence)
         ASSERT_EQ(damaged[i], clean[i]) << "sample " << i; // NaN equals nothing
 }
 
-// Tempo, metre and position reach the effect; a jump or a start is flagged,
-// the host's steady advance is not; no position keeps the former values.
+// Tempo, metre and position reach the effect; a jump or a start is flagged, a steady advance not; no position keeps them.
 TEST(ReelwarpPlugin, TransportCaptureFollowsTheHost)
 {
     struct FakePlayHead : juce::AudioPlayHead

@@ -1,5 +1,4 @@
-// Preset files: whole and tape presets, locks, old versions, bad files, and
-// every factory preset loaded and rendered.
+// Preset files: whole and tape presets, locks, old versions, bad files, and every factory preset loaded and rendered.
 #include "files/VFSHolder.h"
 #include "plugin/ReelwarpPlugin.h"
 #include "support/ProcessorHarness.h"
@@ -31,8 +30,7 @@ PresetKind tapeKind()
     return PresetKind::tape(ids);
 }
 
-// A fresh effect, named as in the plug-in, with a few values of its own, and
-// a folder of the test's own for preset files.
+// A fresh effect, named as in the plug-in, with a few values of its own, and a folder of the test's own for preset files.
 struct PresetTarget : ::testing::Test
 {
     void SetUp() override
@@ -157,8 +155,7 @@ TEST_F(PresetTarget, SavedFilesLoadBackWithBothLineEnds)
     qel::test::expectSameStoredValues(source.processor, h.processor);
 }
 
-// Every factory preset of the archive the binaries carry loads its values and
-// plays finite audio near the input's level.
+// Every factory preset of the archive the binaries carry loads its values and plays finite audio near the input's level.
 TEST(FactoryPresets, AreAllThereAndLoadTheirValuesAndRenderFiniteBoundedAudio)
 {
     const qel::ReelwarpPlugin mounting; // mounts the archive once per process

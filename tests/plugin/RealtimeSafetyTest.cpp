@@ -1,5 +1,4 @@
-// The audio thread's promise, after the first block: no allocation, no free,
-// no waiting lock, no sleep, in every mode, while the host automates.
+// The audio thread's promise after the first block: no allocation, free, waiting lock or sleep, in every mode, under automation.
 #include "support/AllocationCounter.h"
 #include "support/ModeWalk.h"
 
@@ -51,9 +50,8 @@ TEST(RealtimeSafety, TheCounterSeesWhatItMustCatch)
     EXPECT_EQ(seen[3], 2u);
 }
 
-// Under host automation on one and two channels; one channel, which runs the
-// single-channel loops, also written as the editor writes with no host slot
-// listening, which keeps the engine's own promise in view.
+// Host automation on one and two channels; one channel (the single-channel loops) also as the editor writes with no host
+// slot listening, which keeps the engine's own promise in view.
 TEST(RealtimeSafety, EveryModeOnOneAndTwoChannelsFromTheHostAndTheElement)
 {
     for (const auto& [in, out, writer, rate] : { std::tuple { Set::stereo(), Set::stereo(), Writer::host, 48000.0 },

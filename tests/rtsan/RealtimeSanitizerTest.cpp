@@ -1,5 +1,4 @@
-// The plug-in's blocks after the first in RealtimeSanitizer's real-time
-// context, in every mode the effect's switches select.
+// The plug-in's blocks after the first in RealtimeSanitizer's real-time context, in every mode the switches select.
 #include "support/ModeWalk.h"
 
 #include <gtest/gtest.h>
@@ -12,8 +11,7 @@
 #include <thread>
 #include <tuple>
 
-// clang 19 ships the runtime but not yet -fsanitize=realtime: the test links
-// the runtime by hand and enters the context through its entry points.
+// clang 19 ships the runtime but not yet -fsanitize=realtime: the test links it and enters the context by its entry points.
 extern "C" void __rtsan_realtime_enter();
 extern "C" void __rtsan_realtime_exit();
 // The runtime's own unlock, which reports in a real-time context.
@@ -25,8 +23,7 @@ using LockCall = int (*)(pthread_mutex_t*);
 const auto realTryLock = reinterpret_cast<LockCall>(dlsym(RTLD_NEXT, "pthread_mutex_trylock"));
 const auto realUnlock = reinterpret_cast<LockCall>(dlsym(RTLD_NEXT, "pthread_mutex_unlock"));
 
-// The mutexes this thread holds by a try-lock. A try-lock never waits, so
-// the audio thread may use one; the runtime flags every unlock, also theirs.
+// The mutexes this thread holds by a try-lock, which never waits, so the audio thread may take one; the runtime flags every unlock.
 constexpr int maxTried = 16;
 thread_local pthread_mutex_t* tried[maxTried];
 thread_local int triedCount = 0;
@@ -58,8 +55,7 @@ namespace
 using qel::test::Writer;
 using Set = juce::AudioChannelSet;
 
-// Runs `work` as the real-time context: an allocation, a waiting lock or a
-// system call inside ends the process with its stack.
+// Runs `work` as the real-time context: an allocation, a waiting lock or a system call inside ends the process.
 void inRealtimeScope(const std::function<void()>& work)
 {
     __rtsan_realtime_enter();
@@ -79,8 +75,7 @@ TEST(RealtimeSanitizer, EveryModeOnOneAndTwoChannelsFromTheElementAndTheHost)
     }
 }
 
-// The context bites: what the audio thread must not do ends the process.
-// (The walks show that a try-lock does not: every block takes one.)
+// The context bites (the walks show that a try-lock does not: every block takes one).
 TEST(RealtimeSanitizerDeathTest, ReportsAnAllocationALockAndASystemCall)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");

@@ -166,10 +166,6 @@ std::string AllocationCounter::violationSites()
     return text;
 }
 
-void AllocationCounter::forgetSites()
-{
-    for (auto& n : seen)
-        n.store(0);
-}
+void AllocationCounter::forgetSites() { for (auto& n : seen) n.store(0); }
 
 } // namespace qel::test

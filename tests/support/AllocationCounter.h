@@ -6,10 +6,9 @@
 namespace qel::test
 {
 
-// Counts, on the calling thread while a scope is alive, what the audio
-// thread must not do: allocate or free, wait on a lock, sleep or yield.
-// Linked in, it replaces operator new and, where no sanitizer owns them,
-// malloc and its relatives; it interposes the blocking pthread calls.
+// Counts, on the calling thread while a scope is alive, what the audio thread must not do: allocate or free, wait on a
+// lock, sleep or yield. Linked in, it replaces operator new and, where no sanitizer owns them, malloc and its relatives;
+// it interposes the blocking pthread calls.
 class AllocationCounter
 {
 public:

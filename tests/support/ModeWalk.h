@@ -19,12 +19,11 @@
 namespace qel::test
 {
 
-// Who moves the parameters: the host through its slots, or the editor's way,
-// through the element's pending slots with the host's bank disconnected.
+// Who moves the parameters: the host through its slots, or the editor through the element's, the host's bank disconnected.
 enum class Writer { host, element };
 
-// The plug-in as a host drives it: prepared, one block played unguarded, then
-// blocks of changing length with MIDI, a moving transport and automation between them.
+// The plug-in as a host drives it: prepared, one block played unguarded, then blocks of changing length with MIDI,
+// a moving transport and automation between them.
 struct HostedEffect
 {
     struct MovingPlayHead : juce::AudioPlayHead
@@ -52,8 +51,7 @@ struct HostedEffect
     Element& effect() const { return *plugin.getEngine().findChild(ReelwarpPlugin::effectName); }
     int position(uint32_t id) const { return effect().findIntParameter(id) ? effect().getParameterInt(id) : effect().getParameterBool(id); }
 
-    // Any parameter to a position of 0..1: through its host slot while the
-    // bank is connected, else as the editor writes.
+    // Any parameter to a position of 0..1: through its host slot while the bank is connected, else as the editor writes.
     void set(uint32_t id, float position)
     {
         auto& e = effect();
@@ -67,8 +65,7 @@ struct HostedEffect
             e.setParameterBoolDeferred(id, position != 0.0f, true);
     }
 
-    // Between blocks: a few numbers to their ends or between, the tempo, the
-    // transport, and now and then a jump of the position.
+    // Between blocks: a few numbers to their ends or between, the tempo, the transport, now and then a jump.
     void automate()
     {
         for (int k = 0; k < 3; ++k)
@@ -85,8 +82,7 @@ struct HostedEffect
         head.info.setIsPlaying(bits % 11 != 0);
     }
 
-    // One block with notes, controllers (the transport's among them) and a
-    // bend, played inside `guard`; returns the violations the guard saw.
+    // One block with notes, controllers (the transport's among them) and a bend, played inside `guard`; returns what it counted.
     template <typename Guard>
     size_t block(int frames, Guard&& guard)
     {
@@ -115,9 +111,8 @@ struct HostedEffect
     double beat = 0.0;
 };
 
-// The switches and their positions. Each combination of the first five, which
-// pick the decks' loops, plays twice: the others at a pattern from the noise,
-// then at its inverse, so that each is heard both ways and none only bypassed.
+// The switches and their positions. Each combination of the first five, which pick the decks' loops, plays twice: the
+// others at a pattern from the noise, then at its inverse, so that each is heard both ways and none only bypassed.
 inline constexpr std::pair<const char*, int> modeSwitches[] = {
     { "FlangeMode", 2 }, { "NoiseReductionEncoder", 4 }, { "NoiseReductionDecoder", 4 }, { "ApplyCompander", 2 },
     { "NRLink", 2 }, { "PhaseInvert", 2 }, { "ApplyRecordHead", 2 }, { "ApplyNoiseGate", 2 }, { "ApplyPlayheadFilter", 2 },
@@ -125,9 +120,8 @@ inline constexpr std::pair<const char*, int> modeSwitches[] = {
     { "SyncToHost", 2 }, { "Bypass", 2 },
 };
 
-// On an audio thread of its own while this, the message thread, keeps
-// delivering and writes the numbers' host slots, as a host's editor does.
-// Returns the violations the guard saw.
+// On an audio thread of its own while this, the message thread, delivers and writes the numbers' host slots, as a
+// host's editor does. Returns the violations the guard saw.
 template <typename Guard>
 size_t playEveryMode(HostedEffect& host, Guard&& guard)
 {

@@ -41,8 +41,7 @@ inline void randomiseStoredValues(Element& e, std::mt19937& random)
         else if (b->valueType() == ValueType::boolValue)
             e.setParameterBool(b->id(), (random() & 1) != 0);
     }
-    // Low latency caps the flange depth that the effect reports, so the
-    // depth read back hangs on the order of setting; it is tested on its own.
+    // Low latency caps the flange depth, so the depth read back would hang on the order of setting; it is tested on its own.
     if (const auto lowLatency = e.findParameterId("ApplyLowLatency"); lowLatency != 0)
         e.setParameterBool(lowLatency, false);
 }

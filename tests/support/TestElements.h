@@ -20,8 +20,7 @@ struct GainElement : Element
 {
     static uint32_t gainId()
     {
-        static const uint32_t id =
-            qel::ParameterRegistry::get().registerFloat(ParameterDescription<float>("TestGain", 0.5f, { 0.0f, 1.0f }));
+        static const uint32_t id = qel::ParameterRegistry::get().registerFloat(ParameterDescription<float>("TestGain", 0.5f, { 0.0f, 1.0f }));
         return id;
     }
     static uint32_t onId()

@@ -1,5 +1,4 @@
-// The message thread's mirror of the tree: views bound by path and parameter
-// are told when elements come, change name, go, or change a value.
+// The message thread's mirror of the tree: views bound by path and parameter hear elements come, rename, go or change.
 #include "support/TestElements.h"
 #include "ui/ElementView.h"
 
@@ -144,8 +143,6 @@ TEST_F(ProxyTest, AWildcardPathStandsForEveryMatch)
     EXPECT_EQ(rack->findChild("Voice2")->getParameterFloat(GainElement::gainId()), 0.75f);
     EXPECT_EQ(rack->findChild("Other")->getParameterFloat(GainElement::gainId()), 0.5f);
 }
-
-// --- the view classes ---
 
 struct FloatView : qel::SimpleElementParameterView
 {

