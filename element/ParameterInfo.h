@@ -21,7 +21,8 @@ public:
     virtual const ParameterDescriptionBase& description() const = 0;
     virtual ValueType valueType() const { return description().valueType; }
     virtual bool isPending() const = 0;
-    // Clears the pending mark and writes the pending value into the target.
+    // Writes the pending value into the target and publishes it; then the
+    // mark clears, unless a newer write came meanwhile.
     virtual void applyPending(void* element, void* state) = 0;
     // Copies the value from the target into the published cell, on the
     // thread that last wrote it, so that other threads read without a race.
@@ -52,15 +53,16 @@ public:
     const ParameterDescriptionBase& description() const override { return *descriptionPointer; }
     const ParameterDescription<T>& typedDescription() const noexcept { return *descriptionPointer; }
 
-    bool isPending() const override { return pendingFlag.load(std::memory_order_acquire) != 0; }
+    bool isPending() const override { return pendingMark.load(std::memory_order_acquire) != 0; }
 
     void setPending(T value) noexcept
     {
         storePending(value);
-        pendingFlag.store(1, std::memory_order_release);
+        const uint32_t mark = writes.fetch_add(1, std::memory_order_relaxed) + 1;
+        pendingMark.store(mark == 0 ? 1 : mark, std::memory_order_release);
     }
 
-    void clearPending() noexcept { pendingFlag.store(0, std::memory_order_release); }
+    void clearPending() noexcept { pendingMark.store(0, std::memory_order_release); }
 
     // The pending value, if any, without taking it.
     bool peekPending(T& value) const noexcept
@@ -73,9 +75,15 @@ public:
 
     void applyPending(void* element, void* state) override
     {
-        if (pendingFlag.exchange(0, std::memory_order_acq_rel) == 0)
+        // The value stays pending until it is published, so that a reader on
+        // another thread never finds it in neither place; a write that comes
+        // meanwhile keeps its mark and lands in the next block.
+        uint32_t mark = pendingMark.load(std::memory_order_acquire);
+        if (mark == 0)
             return;
         set(targetFor(element, state), loadPending());
+        publish(element, state);
+        pendingMark.compare_exchange_strong(mark, 0, std::memory_order_acq_rel);
     }
 
     void publish(const void* element, const void* state) override
@@ -129,7 +137,9 @@ private:
     Atomic publishedValue {};
     String pendingString;
     mutable juce::SpinLock stringLock;
-    std::atomic<uint8_t> pendingFlag { 0 };
+    // 0, or the number of the write that waits: a newer write changes it.
+    std::atomic<uint32_t> pendingMark { 0 };
+    std::atomic<uint32_t> writes { 0 };
     uint16_t boundIndices[3] {};
     int indexCount = 0;
 };
