@@ -38,6 +38,30 @@ bool ReelwarpPlugin::registerElementType()
     return first;
 }
 
+namespace
+{
+// Any news of the low-latency switch reads the latency again: a cached copy of
+// the switch, compared with each notice, misses a change whose notice read the
+// value just before the audio thread took it.
+struct LatencySwitchView : SimpleElementParameterView
+{
+    LatencySwitchView(EngineProxy* proxy, const char* path, std::function<void()> news)
+        : SimpleElementParameterView(proxy), onNews(std::move(news))
+    {
+        setParameter(path, reelwarpParameterId(ReelwarpParameter::ApplyLowLatency));
+    }
+    void elementChanged(Element* element) override
+    {
+        SimpleElementParameterView::elementChanged(element);
+        if (element != nullptr)
+            onNews();
+    }
+    using SimpleElementParameterView::parameterChanged;
+    void parameterChanged(bool) override { onNews(); }
+    std::function<void()> onNews;
+};
+} // namespace
+
 ReelwarpPlugin::ReelwarpPlugin()
 {
     mountOncePerProcess(ReelwarpPluginDefinition::get().getBundleIdentifier());
@@ -53,9 +77,7 @@ ReelwarpPlugin::ReelwarpPlugin()
     newEngine->addChild(std::move(effect));
     setEngine(std::move(newEngine));
 
-    lowLatencyView = std::make_unique<ElementParameterValue<bool>>(
-        getProxy(), effectPath, reelwarpParameterId(ReelwarpParameter::ApplyLowLatency),
-        [this](const bool&) { latencyForwarder->trigger(); });
+    lowLatencyView = std::make_unique<LatencySwitchView>(getProxy(), effectPath, [this] { latencyForwarder->trigger(); });
     for (const auto id : exportedParameterIds())
         addExportedParameter({ effectPath, ParameterRegistry::get().nameOf(id) });
     processor->dirtyDone();

@@ -35,7 +35,7 @@ public:
 private:
     // Declared in the reverse of their teardown: the view goes, then the forwarder.
     std::unique_ptr<AsyncUpdateForwarder> latencyForwarder;
-    std::unique_ptr<ElementParameterValue<bool>> lowLatencyView;
+    std::unique_ptr<SimpleElementParameterView> lowLatencyView;
 };
 
 } // namespace qel
