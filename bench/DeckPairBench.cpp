@@ -15,7 +15,7 @@ struct StereoDecks
     std::unique_ptr<qel::DeckPair> pairs[2] { std::make_unique<qel::DeckPair>(), std::make_unique<qel::DeckPair>() };
     float left[blockSize], right[blockSize], deviation[32];
 
-    explicit StereoDecks(uint32_t encoder, uint32_t decoder, bool heavy)
+    explicit StereoDecks(qel::NoiseReductionMode encoder, qel::NoiseReductionMode decoder, bool heavy)
     {
         for (auto& p : pairs)
         {
@@ -25,12 +25,12 @@ struct StereoDecks
                 d.setDecoderMode(decoder);
                 if (heavy)
                 {
-                    d.feedback = 0.9;
+                    d.setFeedback(0.9);
                     d.setDrive(100.0);
-                    d.transport.wowDepth = 0.3;
-                    d.transport.flutterDepth = 0.05;
-                    d.transport.randomDepth = 0.1;
-                    d.demagnetizer.setDepth(1.0);
+                    d.setWowDepth(0.3);
+                    d.setFlutterDepth(0.05);
+                    d.setRandomDepth(0.1);
+                    d.setDegradeDepth(1.0);
                     d.setHardness(1.0);
                 }
             });
@@ -46,8 +46,7 @@ struct StereoDecks
         qel::DeckPair& first = *pairs[0];
         for (int start = 0; start < blockSize; start += 32)
         {
-            const auto process = qel::selectChannelPairProcessor(first.flangeMode, first.deckA.noiseReduction.encoderMode,
-                                                                 first.deckA.noiseReduction.decoderMode);
+            const auto process = qel::selectChannelPairProcessor(first);
             process(first, *pairs[1], left + start, right + start, 32, deviation);
         }
     }
@@ -61,8 +60,7 @@ struct StereoDecks
             qel::DeckPair& pair = *pairs[c];
             for (int start = 0; start < blockSize; start += 32)
             {
-                const auto process = qel::selectChannelProcessor(pair.flangeMode, pair.deckA.noiseReduction.encoderMode,
-                                                                 pair.deckA.noiseReduction.decoderMode);
+                const auto process = qel::selectChannelProcessor(pair);
                 process(pair, channels[c] + start, 32, deviation);
             }
         }
@@ -71,13 +69,13 @@ struct StereoDecks
 
 void stereoDecks(benchmark::State& state)
 {
-    StereoDecks decks(static_cast<uint32_t>(state.range(0)), static_cast<uint32_t>(state.range(1)), state.range(2) != 0);
+    StereoDecks decks(static_cast<qel::NoiseReductionMode>(state.range(0)), static_cast<qel::NoiseReductionMode>(state.range(1)), state.range(2) != 0);
     runBlocks(state, [&] { decks.run(); }, decks.left[0]);
 }
 
 void stereoDecksEachChannel(benchmark::State& state)
 {
-    StereoDecks decks(static_cast<uint32_t>(state.range(0)), static_cast<uint32_t>(state.range(1)), state.range(2) != 0);
+    StereoDecks decks(static_cast<qel::NoiseReductionMode>(state.range(0)), static_cast<qel::NoiseReductionMode>(state.range(1)), state.range(2) != 0);
     runBlocks(state, [&] { decks.runEachChannel(); }, decks.left[0]);
 }
 

@@ -16,7 +16,7 @@ void playHead(benchmark::State& state)
 }
 BENCHMARK(playHead);
 
-template <uint32_t Mode>
+template <qel::NoiseReductionMode Mode>
 void noiseReductionPair(benchmark::State& state)
 {
     qel::NoiseReduction nr;
@@ -26,8 +26,8 @@ void noiseReductionPair(benchmark::State& state)
     runPerSample(state, musicLikeBlock(static_cast<double>(state.range(0))),
                  [&](double x) { return nr.decode<Mode>(nr.encode<Mode>(x)); });
 }
-BENCHMARK_TEMPLATE(noiseReductionPair, qel::basicPreEmphasis)->Arg(30);
-BENCHMARK_TEMPLATE(noiseReductionPair, qel::typeA)->Arg(1)->Arg(30);
-BENCHMARK_TEMPLATE(noiseReductionPair, qel::typeB)->Arg(1)->Arg(30);
+BENCHMARK_TEMPLATE(noiseReductionPair, qel::NoiseReductionMode::preEmphasis)->Arg(30);
+BENCHMARK_TEMPLATE(noiseReductionPair, qel::NoiseReductionMode::typeA)->Arg(1)->Arg(30);
+BENCHMARK_TEMPLATE(noiseReductionPair, qel::NoiseReductionMode::typeB)->Arg(1)->Arg(30);
 
 } // namespace

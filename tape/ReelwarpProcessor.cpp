@@ -166,10 +166,8 @@ void ReelwarpProcessor::processAudio(RenderContext& context, ProcessingElementSt
         return;
     // The modes of the first channel choose the loop for all: read once per slice.
     const DeckPair& first = state.decks.front();
-    const auto process = selectChannelProcessor(first.flangeMode, first.deckA.noiseReduction.encoderMode,
-                                                first.deckA.noiseReduction.decoderMode);
-    const auto processTwo = selectChannelPairProcessor(first.flangeMode, first.deckA.noiseReduction.encoderMode,
-                                                       first.deckA.noiseReduction.decoderMode);
+    const auto process = selectChannelProcessor(first);
+    const auto processTwo = selectChannelPairProcessor(first);
     if (process == nullptr || processTwo == nullptr)
         return;
 
@@ -208,7 +206,7 @@ void ReelwarpProcessor::processAudio(RenderContext& context, ProcessingElementSt
         }
     }
 
-    lastRelativeDelay.store(static_cast<float>(2.0 * first.deckB.relativePosition - 1.0), std::memory_order_relaxed);
+    lastRelativeDelay.store(static_cast<float>(2.0 * first.deckB.getRelativePosition() - 1.0), std::memory_order_relaxed);
     auto* ring = liveDisplayRing.load(std::memory_order_acquire);
     if (ring != nullptr && count > 0)
         ring->write(modulation, static_cast<uint32_t>(frames));

@@ -99,9 +99,9 @@ public:
     }
 
     // The handlers of the switches and choices that act on more than one field.
-    void setFlangeMode(uint32_t mode);
-    void setEncoderChoice(uint32_t mode);
-    void setDecoderChoice(uint32_t mode);
+    void setFlangeMode(FlangeMode mode);
+    void setEncoderChoice(NoiseReductionMode mode);
+    void setDecoderChoice(NoiseReductionMode mode);
     void setLink(bool on);
     void setCompanderOn(bool on);
     void setLowLatency(bool on);
@@ -117,8 +117,8 @@ public:
     bool noiseUnsync = false;
     bool link = true;
     bool companderOn = false;
-    uint32_t encoderChoice = 0;
-    uint32_t decoderChoice = 0;
+    NoiseReductionMode encoderChoice = NoiseReductionMode::none;
+    NoiseReductionMode decoderChoice = NoiseReductionMode::none;
     float latency = normalLatencySeconds;
     bool lowLatency = false;
     float outputPad = decibelsToGain(-1.0f);

@@ -45,32 +45,29 @@ void ReelwarpProcessor::State::reset()
     for (auto& pair : decks)
     {
         pair.clear();
-        pair.forBothDecks([](TapeDeck& d) {
-            d.transport.seed();
-            d.demagnetizer.seed(d.sampleCount);
-        });
+        pair.forBothDecks([](TapeDeck& d) { d.seedModulations(); });
     }
     for (auto& line : dryLines)
         line.clear();
 }
 
-void ReelwarpProcessor::State::setFlangeMode(uint32_t mode)
+void ReelwarpProcessor::State::setFlangeMode(FlangeMode mode)
 {
     for (auto& pair : decks)
     {
         pair.flangeMode = mode;
-        if (mode == manualFlange)
+        if (mode == FlangeMode::manual)
         {
             pair.deckA.setRelativePosition(0.0);
             pair.deckB.setRelativePosition(0.0);
         }
     }
-    if (mode == manualFlange)
+    if (mode == FlangeMode::manual)
         processor().notifyParameter(ReelwarpParameter::RelativeDelay);
 }
 
 // Deliberately blind to the compander switch: choosing an encoder starts it.
-void ReelwarpProcessor::State::setEncoderChoice(uint32_t mode)
+void ReelwarpProcessor::State::setEncoderChoice(NoiseReductionMode mode)
 {
     forEachDeck([&](TapeDeck& d) {
         d.setEncoderMode(mode);
@@ -85,7 +82,7 @@ void ReelwarpProcessor::State::setEncoderChoice(uint32_t mode)
     }
 }
 
-void ReelwarpProcessor::State::setDecoderChoice(uint32_t mode)
+void ReelwarpProcessor::State::setDecoderChoice(NoiseReductionMode mode)
 {
     forEachDeck([mode](TapeDeck& d) { d.setDecoderMode(mode); });
     decoderChoice = mode;
@@ -98,7 +95,7 @@ void ReelwarpProcessor::State::setLink(bool on)
         return;
     // The decoder follows what the encoder runs; its choice follows the
     // encoder's choice, so that it is right when the compander comes back.
-    const uint32_t running = firstDeckA().noiseReduction.encoderMode;
+    const NoiseReductionMode running = firstDeckA().getNoiseReduction().encoderMode;
     forEachDeck([running](TapeDeck& d) { d.setDecoderMode(running); });
     decoderChoice = encoderChoice;
     processor().notifyParameter(ReelwarpParameter::NoiseReductionDecoder);
@@ -114,10 +111,7 @@ void ReelwarpProcessor::State::setCompanderOn(bool on)
         });
     else
         // Off keeps the choices and the compander state: only the modes go.
-        forEachDeck([](TapeDeck& d) {
-            d.noiseReduction.encoderMode = noNoiseReduction;
-            d.noiseReduction.decoderMode = noNoiseReduction;
-        });
+        forEachDeck([](TapeDeck& d) { d.bypassNoiseReduction(); });
     processor().notifyParameter(ReelwarpParameter::NoiseReductionEncoder);
     processor().notifyParameter(ReelwarpParameter::NoiseReductionDecoder);
 }
@@ -143,13 +137,10 @@ void ReelwarpProcessor::State::setNoiseUnsync(bool on)
     if (on)
         forEachDeck([this](TapeDeck& d) {
             const uint32_t first = nextUnsyncDraw();
-            d.transport.seedUnsynced(first, nextUnsyncDraw());
+            d.seedUnsyncedTransport(first, nextUnsyncDraw());
         });
     else
-        forEachDeck([](TapeDeck& d) {
-            d.transport.seed();
-            d.demagnetizer.seed(d.sampleCount);
-        });
+        forEachDeck([](TapeDeck& d) { d.seedModulations(); });
 }
 
 void ReelwarpProcessor::State::setLfoFrequency(float value)

@@ -20,11 +20,11 @@ std::array<T, N> shiftedIn(const std::array<T, N>& h, T newest, std::index_seque
 }
 } // namespace detail
 
-template <size_t Order>
+template <size_t Order, typename T = double>
 struct DigitalCoefficients
 {
-    std::array<double, Order + 1> b {};
-    std::array<double, Order + 1> a {};
+    std::array<T, Order + 1> b {};
+    std::array<T, Order + 1> a {};
 };
 
 template <size_t Order>
@@ -86,21 +86,21 @@ T directFormI(const std::array<T, Order + 1>& b, const std::array<T, Order + 1>&
     return out;
 }
 
-// Direct form I in double precision.
-template <size_t Order>
+// Direct form I, for one filter (double) or a pair of them (Double2).
+template <size_t Order, typename T = double>
 struct DirectFormI
 {
-    DigitalCoefficients<Order> c;
-    std::array<double, Order> x {};
-    std::array<double, Order> y {};
+    DigitalCoefficients<Order, T> c;
+    std::array<T, Order> x {};
+    std::array<T, Order> y {};
 
     void clear() noexcept
     {
-        x.fill(0.0);
-        y.fill(0.0);
+        x.fill(T {});
+        y.fill(T {});
     }
 
-    double process(double in) noexcept { return directFormI(c.b, c.a, x, y, in); }
+    T process(T in) noexcept { return directFormI(c.b, c.a, x, y, in); }
 };
 
 } // namespace qel

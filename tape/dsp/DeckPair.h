@@ -9,10 +9,11 @@
 namespace qel
 {
 
-enum FlangeMode : uint32_t
+// In the order of the choice parameter's values.
+enum class FlangeMode : uint32_t
 {
-    manualFlange = 0,
-    lfoFlange = 1,
+    manual,
+    lfo,
 };
 
 // The two machines of one channel: deck B drifts against deck A, and their
@@ -24,16 +25,7 @@ struct DeckPair
     TapeDeck deckA;
     TapeDeck deckB;
     bool phaseInvert = false;
-    uint32_t flangeMode = lfoFlange;
-
-    DeckPair()
-    {
-        for (TapeDeck* d : { &deckA, &deckB })
-        {
-            d->setDelay(0.016);
-            d->setMainDelay(0.06);
-        }
-    }
+    FlangeMode flangeMode = FlangeMode::lfo;
 
     void prepare(double sampleRate)
     {
@@ -66,8 +58,8 @@ struct ChannelSlice
     TapeDeck& b;
     float* x;
     const float sign;
-    const Double2 drive = pack(a.drive, b.drive);
-    const Double2 noiseGain = pack(a.noiseGain, b.noiseGain);
+    const Double2 drive = pack(a.told.drive, b.told.drive);
+    const Double2 noiseGain = pack(a.told.noiseGain, b.told.noiseGain);
     TapeDeck::Slice sliceA = a.beginSlice();
     TapeDeck::Slice sliceB = b.beginSlice();
     RecordHeadPair record { a.recordHead, b.recordHead };
@@ -79,6 +71,12 @@ struct ChannelSlice
     ChannelSlice(DeckPair& pair, float* samples) noexcept
         : a(pair.deckA), b(pair.deckB), x(samples), sign(pair.phaseInvert ? -1.0f : 1.0f)
     {
+    }
+
+    // The noise reduction of deck A (0) or B (1), which runs outside the slice.
+    NoiseReduction* noiseReduction(size_t deck) const noexcept
+    {
+        return deck == 0 ? &a.noiseReduction : &b.noiseReduction;
     }
 
     // Sample i up to the encoder, and deck B's speed deviation. Inline, as
@@ -123,22 +121,19 @@ struct ChannelSlice
 // sample by sample side by side: the channels are independent, and their
 // compander searches and head solvers overlap in the processor. deviation
 // takes deck B's speed deviation of the last channel.
-template <bool LfoMode, uint32_t Encoder, uint32_t Decoder, size_t Channels, size_t... C>
+template <bool LfoMode, NoiseReductionMode Encoder, NoiseReductionMode Decoder, size_t Channels, size_t... C>
 void processChannels(const std::array<DeckPair*, Channels>& pairs, const std::array<float*, Channels>& buffers,
                      int frames, float* deviation, std::index_sequence<C...>) noexcept
 {
-    std::array<NoiseReduction*, 2 * Channels> noiseReduction {};
-    for (size_t c = 0; c < Channels; ++c)
-    {
-        noiseReduction[2 * c] = &pairs[c]->deckA.noiseReduction;
-        noiseReduction[2 * c + 1] = &pairs[c]->deckB.noiseReduction;
-    }
     float unused[DeckPair::maxSlice];
     for (int start = 0; start < frames; start += DeckPair::maxSlice)
     {
         const int n = std::min(DeckPair::maxSlice, frames - start);
         float* dev = deviation + start;
         std::array<ChannelSlice<LfoMode>, Channels> slices { ChannelSlice<LfoMode> { *pairs[C], buffers[C] + start }... };
+        std::array<NoiseReduction*, 2 * Channels> noiseReduction {};
+        for (size_t d = 0; d < 2 * Channels; ++d)
+            noiseReduction[d] = slices[d / 2].noiseReduction(d % 2);
         for (int i = 0; i < n; ++i)
         {
             std::array<Double2, Channels> v { slices[C].front(i, C + 1 == Channels ? dev[i] : unused[i])... };
@@ -159,7 +154,7 @@ void processChannels(const std::array<DeckPair*, Channels>& pairs, const std::ar
 }
 
 // One channel through its pair, in place, for one set of modes.
-template <bool LfoMode, uint32_t Encoder, uint32_t Decoder>
+template <bool LfoMode, NoiseReductionMode Encoder, NoiseReductionMode Decoder>
 void processChannel(DeckPair& pair, float* buffer, int frames, float* deviation) noexcept
 {
     processChannels<LfoMode, Encoder, Decoder, 1>({ &pair }, { buffer }, frames, deviation, std::index_sequence<0>());
@@ -167,7 +162,7 @@ void processChannel(DeckPair& pair, float* buffer, int frames, float* deviation)
 
 // Two channels through their pairs together: what processChannel gives for
 // the first and then the second, sample for sample.
-template <bool LfoMode, uint32_t Encoder, uint32_t Decoder>
+template <bool LfoMode, NoiseReductionMode Encoder, NoiseReductionMode Decoder>
 void processChannelPair(DeckPair& first, DeckPair& second, float* firstBuffer, float* secondBuffer, int frames,
                         float* deviation) noexcept
 {
@@ -185,14 +180,21 @@ struct LoopModes
 {
     static constexpr size_t count = 32;
     static constexpr bool lfoAt(size_t index) noexcept { return index / 16 == 1; }
-    static constexpr uint32_t encoderAt(size_t index) noexcept { return static_cast<uint32_t>((index / 4) % 4); }
-    static constexpr uint32_t decoderAt(size_t index) noexcept { return static_cast<uint32_t>(index % 4); }
-    // -1 for modes outside the range.
-    static int indexOf(uint32_t flangeMode, uint32_t encoderMode, uint32_t decoderMode) noexcept
+    static constexpr NoiseReductionMode encoderAt(size_t index) noexcept
     {
-        if (encoderMode > 3 || decoderMode > 3)
+        return static_cast<NoiseReductionMode>((index / 4) % 4);
+    }
+    static constexpr NoiseReductionMode decoderAt(size_t index) noexcept
+    {
+        return static_cast<NoiseReductionMode>(index % 4);
+    }
+    // -1 for modes outside the range.
+    static int indexOf(FlangeMode flange, NoiseReductionMode encoder, NoiseReductionMode decoder) noexcept
+    {
+        const auto e = static_cast<uint32_t>(encoder), d = static_cast<uint32_t>(decoder);
+        if (e > 3 || d > 3)
             return -1;
-        return (flangeMode == lfoFlange ? 16 : 0) + static_cast<int>(encoderMode * 4 + decoderMode);
+        return (flange == FlangeMode::lfo ? 16 : 0) + static_cast<int>(e * 4 + d);
     }
 };
 
@@ -212,7 +214,8 @@ channelPairProcessorTable(std::index_sequence<Index...>) noexcept
 
 // The one place where runtime modes become a compiled loop: 2 flange modes
 // x 4 encoders x 4 decoders. Modes outside the range give no processor.
-inline ChannelProcessor selectChannelProcessor(uint32_t flangeMode, uint32_t encoderMode, uint32_t decoderMode) noexcept
+inline ChannelProcessor selectChannelProcessor(FlangeMode flangeMode, NoiseReductionMode encoderMode,
+                                               NoiseReductionMode decoderMode) noexcept
 {
     static constexpr auto table = detail::channelProcessorTable(std::make_index_sequence<detail::LoopModes::count>());
     const int index = detail::LoopModes::indexOf(flangeMode, encoderMode, decoderMode);
@@ -220,12 +223,25 @@ inline ChannelProcessor selectChannelProcessor(uint32_t flangeMode, uint32_t enc
 }
 
 // The same for two channels at once.
-inline ChannelPairProcessor selectChannelPairProcessor(uint32_t flangeMode, uint32_t encoderMode,
-                                                       uint32_t decoderMode) noexcept
+inline ChannelPairProcessor selectChannelPairProcessor(FlangeMode flangeMode, NoiseReductionMode encoderMode,
+                                                       NoiseReductionMode decoderMode) noexcept
 {
     static constexpr auto table = detail::channelPairProcessorTable(std::make_index_sequence<detail::LoopModes::count>());
     const int index = detail::LoopModes::indexOf(flangeMode, encoderMode, decoderMode);
     return index < 0 ? nullptr : table[static_cast<size_t>(index)];
+}
+
+// The loops for the modes a pair runs now.
+inline ChannelProcessor selectChannelProcessor(const DeckPair& pair) noexcept
+{
+    const auto& modes = pair.deckA.getNoiseReduction();
+    return selectChannelProcessor(pair.flangeMode, modes.encoderMode, modes.decoderMode);
+}
+
+inline ChannelPairProcessor selectChannelPairProcessor(const DeckPair& pair) noexcept
+{
+    const auto& modes = pair.deckA.getNoiseReduction();
+    return selectChannelPairProcessor(pair.flangeMode, modes.encoderMode, modes.decoderMode);
 }
 
 } // namespace qel

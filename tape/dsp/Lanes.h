@@ -62,23 +62,41 @@ inline Mask2 finite(Double2 x) noexcept { return x - x == Double2 { 0.0, 0.0 }; 
 
 inline Double2 pack(double a, double b) noexcept { return Double2 { a, b }; }
 
-template <size_t N>
-std::array<Double2, N> pack(const std::array<double, N>& a, const std::array<double, N>& b) noexcept
+// A stage's state written once, as a struct whose every field is a T or an
+// array of T: the two decks' copies zip into one struct of Double2, lane 0
+// for the first and lane 1 for the second, and unzip back the same way.
+template <template <typename> class State>
+State<Double2> zipLanes(const State<double>& a, const State<double>& b) noexcept
 {
-    std::array<Double2, N> v;
-    for (size_t i = 0; i < N; ++i)
-        v[i] = Double2 { a[i], b[i] };
-    return v;
+    constexpr size_t n = sizeof(State<double>) / sizeof(double);
+    static_assert(sizeof(State<Double2>) == n * sizeof(Double2), "every field a T or an array of T");
+    static_assert(std::is_trivially_copyable_v<State<double>> && std::is_trivially_copyable_v<State<Double2>>);
+    double first[n], second[n];
+    std::memcpy(first, &a, sizeof a);
+    std::memcpy(second, &b, sizeof b);
+    Double2 both[n];
+    for (size_t i = 0; i < n; ++i)
+        both[i] = Double2 { first[i], second[i] };
+    State<Double2> lanes;
+    std::memcpy(&lanes, both, sizeof lanes);
+    return lanes;
 }
 
-template <size_t N>
-void unpack(const std::array<Double2, N>& v, std::array<double, N>& a, std::array<double, N>& b) noexcept
+template <template <typename> class State>
+void unzipLanes(const State<Double2>& lanes, State<double>& a, State<double>& b) noexcept
 {
-    for (size_t i = 0; i < N; ++i)
+    constexpr size_t n = sizeof(State<double>) / sizeof(double);
+    static_assert(sizeof(State<Double2>) == n * sizeof(Double2), "every field a T or an array of T");
+    Double2 both[n];
+    std::memcpy(both, &lanes, sizeof lanes);
+    double first[n], second[n];
+    for (size_t i = 0; i < n; ++i)
     {
-        a[i] = v[i][0];
-        b[i] = v[i][1];
+        first[i] = both[i][0];
+        second[i] = both[i][1];
     }
+    std::memcpy(&a, first, sizeof a);
+    std::memcpy(&b, second, sizeof b);
 }
 
 using Bits2 = uint64_t __attribute__((vector_size(16)));

@@ -10,12 +10,13 @@
 namespace qel
 {
 
-enum NoiseReductionMode : uint32_t
+// In the order of the choice parameters' values.
+enum class NoiseReductionMode : uint32_t
 {
-    noNoiseReduction = 0,
-    basicPreEmphasis = 1,
-    typeA = 2,
-    typeB = 3,
+    none,
+    preEmphasis,
+    typeA,
+    typeB,
 };
 
 // The encoders ahead of the magnetics and the decoders after them, each side
@@ -28,8 +29,8 @@ struct NoiseReduction
     TypeBCompander typeBDecoder;
     TypeACompander typeAEncoder;
     TypeACompander typeADecoder;
-    uint32_t encoderMode = noNoiseReduction;
-    uint32_t decoderMode = noNoiseReduction;
+    NoiseReductionMode encoderMode = NoiseReductionMode::none;
+    NoiseReductionMode decoderMode = NoiseReductionMode::none;
 
     void prepare(double sampleRate) noexcept
     {
@@ -53,39 +54,42 @@ struct NoiseReduction
     }
 
     // Entering a mode clears that mode's state only.
-    void setEncoderMode(uint32_t mode) noexcept
+    void setEncoderMode(NoiseReductionMode mode) noexcept
     {
         encoderMode = mode;
         clearMode(mode, encoderShelf, typeAEncoder, typeBEncoder);
     }
 
-    void setDecoderMode(uint32_t mode) noexcept
+    void setDecoderMode(NoiseReductionMode mode) noexcept
     {
         decoderMode = mode;
         clearMode(mode, decoderShelf, typeADecoder, typeBDecoder);
     }
 
-    template <uint32_t Mode>
+    // Neither side runs; their states stay as they are.
+    void bypass() noexcept { encoderMode = decoderMode = NoiseReductionMode::none; }
+
+    template <NoiseReductionMode Mode>
     double encode(double u) noexcept
     {
-        if constexpr (Mode == basicPreEmphasis)
+        if constexpr (Mode == NoiseReductionMode::preEmphasis)
             return encoderShelf.encode(u);
-        else if constexpr (Mode == typeA)
+        else if constexpr (Mode == NoiseReductionMode::typeA)
             return typeAEncoder.encode(u);
-        else if constexpr (Mode == typeB)
+        else if constexpr (Mode == NoiseReductionMode::typeB)
             return typeBEncoder.encode(u);
         else
             return u;
     }
 
-    template <uint32_t Mode>
+    template <NoiseReductionMode Mode>
     double decode(double m) noexcept
     {
-        if constexpr (Mode == basicPreEmphasis)
+        if constexpr (Mode == NoiseReductionMode::preEmphasis)
             return decoderShelf.decode(m);
-        else if constexpr (Mode == typeA)
+        else if constexpr (Mode == NoiseReductionMode::typeA)
             return typeADecoder.decode(m);
-        else if constexpr (Mode == typeB)
+        else if constexpr (Mode == NoiseReductionMode::typeB)
             return typeBDecoder.decode(m);
         else
             return m;
@@ -94,11 +98,11 @@ struct NoiseReduction
     // The decks of one or more channels, deck A and deck B of channel c in
     // decks[2c] and decks[2c + 1] and in the lanes of x[c], in place. All
     // their searches run side by side.
-    template <uint32_t Mode, size_t Channels>
+    template <NoiseReductionMode Mode, size_t Channels>
     static void encodeChannels(const std::array<NoiseReduction*, 2 * Channels>& decks,
                                std::array<Double2, Channels>& x) noexcept
     {
-        if constexpr (Mode == typeB)
+        if constexpr (Mode == NoiseReductionMode::typeB)
         {
             auto searches = eachDeck<Channels>([&](size_t d) {
                 return TypeBCompander::Search { decks[d]->typeBEncoder, x[d / 2][d % 2], false };
@@ -106,16 +110,16 @@ struct NoiseReduction
             searchTogether(searches);
             finishAll(searches, x);
         }
-        else if constexpr (Mode != noNoiseReduction)
+        else if constexpr (Mode != NoiseReductionMode::none)
             for (size_t c = 0; c < Channels; ++c)
                 x[c] = pack(decks[2 * c]->template encode<Mode>(x[c][0]), decks[2 * c + 1]->template encode<Mode>(x[c][1]));
     }
 
-    template <uint32_t Mode, size_t Channels>
+    template <NoiseReductionMode Mode, size_t Channels>
     static void decodeChannels(const std::array<NoiseReduction*, 2 * Channels>& decks,
                                std::array<Double2, Channels>& x) noexcept
     {
-        if constexpr (Mode == typeA)
+        if constexpr (Mode == NoiseReductionMode::typeA)
         {
             auto searches = eachDeck<Channels>([&](size_t d) {
                 return TypeACompander::DecodeSearch { decks[d]->typeADecoder, x[d / 2][d % 2] };
@@ -123,7 +127,7 @@ struct NoiseReduction
             searchInLockstep(searches);
             finishAll(searches, x);
         }
-        else if constexpr (Mode == typeB)
+        else if constexpr (Mode == NoiseReductionMode::typeB)
         {
             auto searches = eachDeck<Channels>([&](size_t d) {
                 return TypeBCompander::Search { decks[d]->typeBDecoder, x[d / 2][d % 2], true };
@@ -131,7 +135,7 @@ struct NoiseReduction
             searchTogether(searches);
             finishAll(searches, x);
         }
-        else if constexpr (Mode != noNoiseReduction)
+        else if constexpr (Mode != NoiseReductionMode::none)
             for (size_t c = 0; c < Channels; ++c)
                 x[c] = pack(decks[2 * c]->template decode<Mode>(x[c][0]), decks[2 * c + 1]->template decode<Mode>(x[c][1]));
     }
@@ -159,13 +163,13 @@ private:
         }
     }
 
-    static void clearMode(uint32_t mode, EmphasisShelf& shelf, TypeACompander& a, TypeBCompander& b) noexcept
+    static void clearMode(NoiseReductionMode mode, EmphasisShelf& shelf, TypeACompander& a, TypeBCompander& b) noexcept
     {
         switch (mode)
         {
-            case basicPreEmphasis: shelf.clear(); break;
-            case typeA: a.clear(); break;
-            case typeB: b.clear(); break;
+            case NoiseReductionMode::preEmphasis: shelf.clear(); break;
+            case NoiseReductionMode::typeA: a.clear(); break;
+            case NoiseReductionMode::typeB: b.clear(); break;
             default: break;
         }
     }

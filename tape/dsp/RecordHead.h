@@ -26,59 +26,92 @@ struct RecordHead
     static constexpr double newtonTolerance = 1e-6;
     static constexpr int maxNoiseDraws = 64;
 
-    double sampleRate = 0.0;
-    double H = 0.0;
-    double M = 0.0;
-    double dM = 0.0;
+    // What the per-sample solve reads and writes, for one head or both of a pair.
+    template <typename T>
+    struct State
+    {
+        T M {};
+        T dM {};
+        T H {};
+        T noiseAmount = T {} + 0.0001;
+        T alpha = T {} + (0.5 - c2); // a / 2 - c2
+        T kOverB {};                 // K / b
+        T sampleRate {};             // K
+        T b = T {} + 100.0;
+
+        // M's increment for the field H (input plus hiss), and the flux
+        // derivative out. A lane whose model left the finite range (only a
+        // non-finite input takes it there) restarts from rest and gives 0;
+        // the mask tells which lanes went on.
+        auto magnetise(T x, T hiss, int& steps) noexcept
+        {
+            using Mask = decltype(finite(x));
+            H = hiss * noiseAmount + x;
+            dM = solveIncrement(M, dM, H, alpha, kOverB, steps);
+            M = M + dM;
+            T y = fluxOutput(M, dM, sampleRate, b);
+            const auto ok = static_cast<Mask>(finite(y) & finite(M));
+            if (!allLanes(ok))
+            {
+                M = select(ok, M, T {});
+                dM = select(ok, dM, T {});
+                y = select(ok, y, T {});
+            }
+            return std::make_pair(y, ok);
+        }
+    };
+
+    State<double> state;
     double a = 1.0;
-    double b = 100.0;
     uint32_t noiseA = 0;
     uint32_t noiseB = 0;
     float noiseRows[5] {};
     float noiseSum = 0.0f;
     uint32_t noiseCounter = 1;
-    double noiseAmount = 0.0001;
     bool on = true;
     bool gateOn = true;
     double gateTime = static_cast<double>(0.001f);
-    double gateRate = 0.0;
     double gateCoefficient = 0.0;
     double gateEnvelope = 0.0;
     int lastNewtonSteps = 0;
-    double kOverB = 0.0; // K / b, kept with its factors
 
+    // Sample rate K in hertz.
     void prepare(double K) noexcept
     {
-        sampleRate = K;
+        state.sampleRate = K;
         noiseA = static_cast<uint32_t>(std::rand());
         noiseB = static_cast<uint32_t>(std::rand());
         noiseCounter = 1;
         for (auto& r : noiseRows)
             r = 0.0f;
         noiseSum = 0.0f;
-        H = 0.0;
+        state.H = 0.0;
         clear();
-        kOverB = K / b;
-        gateRate = K;
+        state.kOverB = K / state.b;
         gateCoefficient = (2.0 * gateTime * K - 1.0) / (2.0 * gateTime * K + 1.0);
     }
 
     void clear() noexcept
     {
-        M = 0.0;
-        dM = 0.0;
+        state.M = 0.0;
+        state.dM = 0.0;
         gateEnvelope = 0.0;
     }
 
-    void setA(double v) noexcept { a = v; }
+    // Hardness a (1 .. 5) and resistance b (100 .. 100000).
+    void setA(double v) noexcept
+    {
+        a = v;
+        state.alpha = a * 0.5 - c2;
+    }
     void setB(double v) noexcept
     {
-        b = v;
-        kOverB = sampleRate / b;
+        state.b = v;
+        state.kOverB = state.sampleRate / state.b;
     }
     double getA() const noexcept { return a; }
-    double getB() const noexcept { return b; }
-    void setNoiseAmount(double v) noexcept { noiseAmount = v; }
+    double getB() const noexcept { return state.b; }
+    void setNoiseAmount(double v) noexcept { state.noiseAmount = v; }
     void setOn(bool v) noexcept { on = v; clear(); }
     void setGateOn(bool v) noexcept { gateOn = v; clear(); }
     bool isOn() const noexcept { return on; }
@@ -144,8 +177,6 @@ struct RecordHead
         return d * K / (g * b * g);
     }
 
-    double alpha() const noexcept { return a * 0.5 - c2; }
-
     // Voss-McCartney pink noise over five rows, in about -1..1.
     float pinkNoise() noexcept
     {
@@ -195,36 +226,20 @@ struct RecordHead
     {
         if (!on)
             return x;
-
-        H = static_cast<double>(gatedNoise(x)) * noiseAmount + x;
-        dM = solveIncrement(M, dM, H, alpha(), kOverB, lastNewtonSteps);
-        M = M + dM;
-        const double y = fluxOutput(M, dM, sampleRate, b);
-        if (!finite(y) || !finite(M))
-        {
-            // Only a non-finite input gets here; the model restarts from rest.
-            clear();
-            return 0.0;
-        }
+        const auto [y, ok] = state.magnetise(x, static_cast<double>(gatedNoise(x)), lastNewtonSteps);
+        if (!ok)
+            gateEnvelope = 0.0;
         return y;
     }
 };
 
-// Both record heads of a pair as lanes of one register through a slice: the
-// magnetisation and its increment live in locals and go back at the end.
+// Both record heads of a pair as the lanes of one state through a slice.
 struct RecordHeadPair
 {
     RecordHead& a;
     RecordHead& b;
     const bool together = a.isOn() && b.isOn();
-    Double2 M = pack(a.M, b.M);
-    Double2 dM = pack(a.dM, b.dM);
-    const Double2 alpha = pack(a.alpha(), b.alpha());
-    const Double2 kb = pack(a.kOverB, b.kOverB);
-    const Double2 K = pack(a.sampleRate, b.sampleRate);
-    const Double2 resistance = pack(a.b, b.b);
-    Double2 H = pack(a.H, b.H);
-    Double2 lastNoiseAmount = pack(a.noiseAmount, b.noiseAmount);
+    RecordHead::State<Double2> lanes = zipLanes<RecordHead::State>(a.state, b.state);
     int steps = a.lastNewtonSteps;
 
     Double2 process(Double2 x, Double2 noiseAmount) noexcept
@@ -235,14 +250,13 @@ struct RecordHeadPair
             b.setNoiseAmount(noiseAmount[1]);
             return pack(a.process(x[0]), b.process(x[1]));
         }
-        const Double2 n = pack(static_cast<double>(a.gatedNoise(x[0])), static_cast<double>(b.gatedNoise(x[1])));
-        H = n * noiseAmount + x;
-        lastNoiseAmount = noiseAmount;
-        dM = RecordHead::solveIncrement(M, dM, H, alpha, kb, steps);
-        M = M + dM;
-        Double2 y = RecordHead::fluxOutput(M, dM, K, resistance);
-        if (!allLanes(finite(y) & finite(M)))
-            restartNonFinite(y);
+        const Double2 hiss = pack(static_cast<double>(a.gatedNoise(x[0])), static_cast<double>(b.gatedNoise(x[1])));
+        lanes.noiseAmount = noiseAmount;
+        const auto [y, ok] = lanes.magnetise(x, hiss, steps);
+        if (!ok[0])
+            a.gateEnvelope = 0.0;
+        if (!ok[1])
+            b.gateEnvelope = 0.0;
         return y;
     }
 
@@ -250,29 +264,8 @@ struct RecordHeadPair
     {
         if (!together)
             return;
-        a.M = M[0];
-        b.M = M[1];
-        a.dM = dM[0];
-        b.dM = dM[1];
-        a.H = H[0];
-        b.H = H[1];
-        a.noiseAmount = lastNoiseAmount[0];
-        b.noiseAmount = lastNoiseAmount[1];
+        unzipLanes<RecordHead::State>(lanes, a.state, b.state);
         a.lastNewtonSteps = b.lastNewtonSteps = steps;
-    }
-
-private:
-    // Only a non-finite input gets here; that lane's model restarts from rest.
-    void restartNonFinite(Double2& y) noexcept
-    {
-        RecordHead* heads[2] { &a, &b };
-        const Mask2 ok = finite(y) & finite(M);
-        for (int i = 0; i < 2; ++i)
-            if (!ok[i])
-            {
-                heads[i]->clear();
-                M[i] = dM[i] = y[i] = 0.0;
-            }
     }
 };
 

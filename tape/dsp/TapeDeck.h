@@ -28,39 +28,30 @@ struct TapeDeck
     static constexpr int mainTap = 0;
     static constexpr int feedbackTapIndex = 1;
 
-    RecordHead recordHead;
-    PlayHead playHead;
-    ReadHead readHeads[2];
-    double tapGains[2] { 1.0, 0.0 };
-    std::vector<double> inputRing;
-    std::vector<double> outputRing;
-    uint64_t sampleCount = 0;
-    double feedback = 0.0;
-    double inputGain = 1.0;
-    NoiseReduction noiseReduction;
-    uint64_t tapeLength = 0;
-    SpeedRing speedRing;
-    double tapeSpeed = 1.0;
-    double maxRelativeDelay = 0.005;
-    double relativePosition = 0.0;
-    double fade = 0.01;
-    TransportModulation transport;
-    double sampleRate = 0.0;
-    bool transportOn = true;
-    double drive = 1.0;
-    Demagnetizer demagnetizer;
-    float lfoRate = 0.1f;
-    float lfoRunningPhase = 0.0f;
-    float lfoPhase = 0.0f;
-    float lfoShape = 0.0f;
-    float lfoSymmetry = 0.0f;
-    float lfoSwing = 0.0f;
-    float deviationBefore = 0.0f;
-    float deviationNow = 0.0f;
-    LinearRamp driveCompensation { 1.0f, 1.0f, 0, 0 };
-    double driveCompensationTarget = 1.0;
-    FeedbackCompensation feedbackCompensation;
-    double noiseGain = 0.0001;
+    // What a deck is told, each through its setter below; what the stages
+    // are told, each stage keeps.
+    struct Settings
+    {
+        double tapeSpeed = 1.0;          // metres per second
+        double maxRelativeDelay = 0.005; // seconds
+        double fade = 0.01;              // of the travel
+        double feedback = 0.0;
+        double inputGain = 1.0;
+        double drive = 1.0;
+        double noiseGain = 0.0001;
+        bool transportOn = true;
+        float lfoRate = 0.1f; // hertz
+        float lfoPhase = 0.0f;
+        float lfoShape = 0.0f;
+        float lfoSymmetry = 0.0f;
+        float lfoSwing = 0.0f;
+    };
+
+    TapeDeck() noexcept
+    {
+        setDelay(0.016);
+        setMainDelay(0.06);
+    }
 
     // Sizes everything for the sample rate (Hz), with `tapeSeconds` of tape,
     // and starts the tape: a deck is ready to run after this alone.
@@ -104,7 +95,7 @@ struct TapeDeck
     // Metres per second (0.1 .. 2); the head losses and the compensation follow.
     void setTapeSpeed(double metresPerSecond) noexcept
     {
-        tapeSpeed = metresPerSecond;
+        told.tapeSpeed = metresPerSecond;
         playHead.setTapeSpeed(metresPerSecond);
         feedbackCompensation.headChanged(playHead);
         readHeads[0].setTapeSpeed(metresPerSecond);
@@ -124,28 +115,28 @@ struct TapeDeck
     void setHardness(double a) noexcept { recordHead.setA(a); updateDrive(); }
     void setResistance(double b) noexcept { recordHead.setB(b); updateDrive(); }
     // Linear gain into the record head (1 .. 100).
-    void setDrive(double linear) noexcept { drive = linear; updateDrive(); }
+    void setDrive(double linear) noexcept { told.drive = linear; updateDrive(); }
     // Dropouts per second (5 .. 50); restarts their schedule.
     void setDegradeRate(double hertz) noexcept { demagnetizer.setRate(hertz, sampleCount); }
     // Stored as they are; the loops read them.
-    void setLfoRate(float hertz) noexcept { lfoRate = hertz; }
+    void setLfoRate(float hertz) noexcept { told.lfoRate = hertz; }
     // Where the running LFO stands now, in cycles: the host's position puts it there.
     void restartLfoAt(float cycles) noexcept { lfoRunningPhase = cycles; }
-    void setLfoPhase(float cycles) noexcept { lfoPhase = cycles; }       // -1 .. 1
-    void setLfoShape(float shape) noexcept { lfoShape = shape; }         // -0.99 .. 0.99
-    void setLfoSymmetry(float symmetry) noexcept { lfoSymmetry = symmetry; } // -1 .. 1
-    void setLfoSwing(float swing) noexcept { lfoSwing = swing; }         // 0 .. 1
+    void setLfoPhase(float cycles) noexcept { told.lfoPhase = cycles; }             // -1 .. 1
+    void setLfoShape(float shape) noexcept { told.lfoShape = shape; }               // -0.99 .. 0.99
+    void setLfoSymmetry(float symmetry) noexcept { told.lfoSymmetry = symmetry; }   // -1 .. 1
+    void setLfoSwing(float swing) noexcept { told.lfoSwing = swing; }               // 0 .. 1
     // 0: deck B lags deck A by -M; 1: by +M; 0.5: in step.
     void setRelativePosition(double position) noexcept { relativePosition = position; }
-    void setMaxRelativeDelay(double seconds) noexcept { maxRelativeDelay = seconds; } // M, 0.001 .. 0.015
-    void setFade(double fraction) noexcept { fade = fraction; }          // of the travel, 0.01 .. 0.3
-    void setFeedback(double amount) noexcept { feedback = amount; }      // 0 .. 1
-    void setInputGain(double linear) noexcept { inputGain = linear; }
-    void setNoiseGain(double linear) noexcept { noiseGain = linear; }
+    void setMaxRelativeDelay(double seconds) noexcept { told.maxRelativeDelay = seconds; } // M, 0.001 .. 0.015
+    void setFade(double fraction) noexcept { told.fade = fraction; }                // of the travel, 0.01 .. 0.3
+    void setFeedback(double amount) noexcept { told.feedback = amount; }            // 0 .. 1
+    void setInputGain(double linear) noexcept { told.inputGain = linear; }
+    void setNoiseGain(double linear) noexcept { told.noiseGain = linear; }
     void setRecordHeadOn(bool on) noexcept { recordHead.setOn(on); }     // clears the magnetics
     void setNoiseGateOn(bool on) noexcept { recordHead.setGateOn(on); }  // clears the magnetics
     void setDegradeDepth(double depth) noexcept { demagnetizer.setDepth(depth); } // 0 .. 1
-    void setTransportOn(bool on) noexcept { transportOn = on; }
+    void setTransportOn(bool on) noexcept { told.transportOn = on; }
     // Modulation depths as fractions of speed, rates in hertz.
     void setWowDepth(double depth) noexcept { transport.wowDepth = depth; }
     void setWowRate(double hertz) noexcept { transport.wowRate = hertz; }
@@ -154,13 +145,83 @@ struct TapeDeck
     void setRandomDepth(double depth) noexcept { transport.randomDepth = depth; }
     void setRandomRate(double hertz) noexcept { transport.randomRate = hertz; }
     // 0 none, 1 pre-emphasis, 2 type A, 3 type B; entering a mode clears its state.
-    void setEncoderMode(uint32_t mode) noexcept { noiseReduction.setEncoderMode(mode); }
-    void setDecoderMode(uint32_t mode) noexcept { noiseReduction.setDecoderMode(mode); }
+    void setEncoderMode(NoiseReductionMode mode) noexcept { noiseReduction.setEncoderMode(mode); }
+    void setDecoderMode(NoiseReductionMode mode) noexcept { noiseReduction.setDecoderMode(mode); }
+
+    // The modulations start their sequences again; unsynced, from the draws given.
+    void seedModulations() noexcept
+    {
+        transport.seed();
+        demagnetizer.seed(sampleCount);
+    }
+    void seedUnsyncedTransport(uint32_t first, uint32_t draw) noexcept { transport.seedUnsynced(first, draw); }
+    // Neither encoder nor decoder runs; their states stay for when they come back.
+    void bypassNoiseReduction() noexcept { noiseReduction.bypass(); }
+
+    // --- what a deck is, for reading ---
+    const Settings& getSettings() const noexcept { return told; }
+    // 0 .. 1; the LFO moves it in LFO mode.
+    double getRelativePosition() const noexcept { return relativePosition; }
+    const RecordHead& getRecordHead() const noexcept { return recordHead; }
+    const PlayHead& getPlayHead() const noexcept { return playHead; }
+    const ReadHead& getReadHead(int tap) const noexcept { return readHeads[tap]; }
+    const NoiseReduction& getNoiseReduction() const noexcept { return noiseReduction; }
+    const TransportModulation& getTransport() const noexcept { return transport; }
+    const Demagnetizer& getDemagnetizer() const noexcept { return demagnetizer; }
+    bool isFeedbackCompensationOn() const noexcept { return feedbackCompensation.on; }
+    double getSampleRate() const noexcept { return sampleRate; }
+    float getLfoRunningPhase() const noexcept { return lfoRunningPhase; }
+    // Samples processed since the tape started, and what the heads gave for
+    // one of the last tape length of them.
+    uint64_t getSampleCount() const noexcept { return sampleCount; }
+    double outputAt(uint64_t sample) const noexcept { return outputRing[sample % tapeLength]; }
+
+    // From here on, delay changes glide.
+    void endFirstBlock() noexcept
+    {
+        readHeads[0].firstBlock = false;
+        readHeads[1].firstBlock = false;
+    }
+
+    // One slice, in place.
+    template <bool LfoMode, NoiseReductionMode Encoder, NoiseReductionMode Decoder, bool DeckB>
+    void process(float* x, int frames, float* deviation) noexcept
+    {
+        Slice slice = beginSlice();
+        for (int i = 0; i < frames; ++i)
+            x[i] = step<LfoMode, Encoder, Decoder, DeckB>(slice, x[i], deviation[i]);
+        endSlice(frames, slice);
+    }
+
+private:
+    template <bool LfoMode>
+    friend struct ChannelSlice;
+
+    Settings told;
+    RecordHead recordHead;
+    PlayHead playHead;
+    ReadHead readHeads[2];
+    NoiseReduction noiseReduction;
+    TransportModulation transport;
+    Demagnetizer demagnetizer;
+    FeedbackCompensation feedbackCompensation;
+    LinearRamp driveCompensation { 1.0f, 1.0f, 0, 0 };
+    double driveCompensationTarget = 1.0;
+    std::vector<double> inputRing;
+    std::vector<double> outputRing;
+    SpeedRing speedRing;
+    uint64_t tapeLength = 0;
+    uint64_t sampleCount = 0;
+    double sampleRate = 0.0;
+    double relativePosition = 0.0;
+    float lfoRunningPhase = 0.0f;
+    float deviationBefore = 0.0f;
+    float deviationNow = 0.0f;
 
     void updateDrive() noexcept
     {
-        updateDriveCompensation(driveCompensation, driveCompensationTarget, recordHead.getA(), recordHead.getB(), drive,
-                                sampleRate);
+        updateDriveCompensation(driveCompensation, driveCompensationTarget, recordHead.getA(), recordHead.getB(),
+                                told.drive, sampleRate);
     }
 
     // The speed of this tick: deck A runs at tape speed; deck B at the speed
@@ -170,14 +231,14 @@ struct TapeDeck
     {
         if constexpr (DeckB)
         {
-            const double D = readHeads[mainTap].delay, M = maxRelativeDelay;
+            const double D = readHeads[mainTap].delay, M = told.maxRelativeDelay;
             const double g = readHeads[mainTap].distance;
             double t = (D - M) + ((D + M) - (D - M)) * relativePosition;
             t = std::max(std::min(t, D + M), D - M);
             return g / t;
         }
         else
-            return tapeSpeed;
+            return told.tapeSpeed;
     }
 
     template <bool DeckB>
@@ -185,7 +246,7 @@ struct TapeDeck
     {
         const uint64_t k = sampleCount / samplesPerTick;
         const double v = tickSpeed<DeckB>();
-        const double m = transport.tick(sampleRate, transportOn);
+        const double m = transport.tick(sampleRate, told.transportOn);
         speedRing[k % speedRing.size()] = m * v;
         deviationBefore = deviationNow;
         deviationNow = static_cast<float>(m - 1.0);
@@ -193,43 +254,49 @@ struct TapeDeck
         readHeads[0].update(k, speedRing);
     }
 
-    // Both taps at write index w: the main tap's audio, and the feedback
-    // tap's own output fed back ahead of the drive. Inline, as is tapeFront:
-    // the pair's loop overlaps the decks' fronts.
+    // Where a tap reads at write index w: two neighbours and the weight of the older.
+    struct TapPoint
+    {
+        uint64_t i0, i1;
+        double f;
+    };
+
+    QEL_ALWAYS_INLINE TapPoint tapPoint(int tap, uint64_t w) const noexcept
+    {
+        // The read head keeps p at or above 0: truncation is its floor.
+        const double p = readHeads[tap].position(sampleCount);
+        const auto whole = static_cast<int64_t>(p); // signed: one instruction each way
+        auto n = static_cast<uint64_t>(whole);
+        // (L - n + w) mod L and one before it, without a division per sample.
+        if (n >= tapeLength)
+            n %= tapeLength;
+        const uint64_t i0 = w >= n ? w - n : w + tapeLength - n;
+        return { i0, i0 == 0 ? tapeLength - 1 : i0 - 1, p - static_cast<double>(whole) };
+    }
+
+    // The main tap's audio, and the feedback tap's own output fed back ahead
+    // of the drive. Inline, as is tapeFront: the pair's loop overlaps the
+    // decks' fronts.
     QEL_ALWAYS_INLINE double readTaps(uint64_t w) const noexcept
     {
-        const double gainSum = std::max(tapGains[0] + tapGains[1], 1.0);
+        const TapPoint back = tapPoint(feedbackTapIndex, w);
+        const TapPoint main = tapPoint(mainTap, w);
         double s = 0.0;
-        for (int tap = 1; tap >= 0; --tap)
-        {
-            // The read head keeps p at or above 0: truncation is its floor.
-            const double p = readHeads[tap].position(sampleCount);
-            const auto whole = static_cast<int64_t>(p); // signed: one instruction each way
-            const double f = p - static_cast<double>(whole);
-            auto n = static_cast<uint64_t>(whole);
-            // (L - n + w) mod L and one before it, without a division per sample.
-            if (n >= tapeLength)
-                n %= tapeLength;
-            const uint64_t i0 = w >= n ? w - n : w + tapeLength - n;
-            const uint64_t i1 = i0 == 0 ? tapeLength - 1 : i0 - 1;
-            const double read = ((1.0 - f) * inputRing[i0] + f * inputRing[i1]) * tapGains[tap];
-            s += gainSum == 1.0 ? read : read / gainSum; // x / 1 is x: spare the divider
-            if (tap == feedbackTapIndex)
-                s += ((1.0 - f) * outputRing[i0] + f * outputRing[i1]) * feedback
-                   * static_cast<double>(feedbackCompensation.gain);
-        }
+        s += ((1.0 - back.f) * outputRing[back.i0] + back.f * outputRing[back.i1]) * told.feedback
+           * static_cast<double>(feedbackCompensation.gain);
+        s += (1.0 - main.f) * inputRing[main.i0] + main.f * inputRing[main.i1];
         return s;
     }
 
-    float lfoNormaliser() const noexcept { return 1.0f / lfoValue(0.25f, 0.0f, lfoShape, 0.0f, 0.0f); }
+    float lfoNormaliser() const noexcept { return 1.0f / lfoValue(0.25f, 0.0f, told.lfoShape, 0.0f, 0.0f); }
 
     template <bool DeckB>
     double fadeWeight() const noexcept
     {
         if constexpr (DeckB)
-            return fadeCurveB(relativePosition, fade);
+            return fadeCurveB(relativePosition, told.fade);
         else
-            return fadeCurveA(relativePosition, fade);
+            return fadeCurveA(relativePosition, told.fade);
     }
 
     // What a slice computes once: the LFO's increment, normaliser and shape;
@@ -246,10 +313,10 @@ struct TapeDeck
 
     Slice beginSlice() const noexcept
     {
-        return { static_cast<float>(static_cast<double>(lfoRate) / sampleRate),
+        return { static_cast<float>(static_cast<double>(told.lfoRate) / sampleRate),
                  lfoRunningPhase,
                  lfoNormaliser(),
-                 lfoShapeExponent(lfoShape),
+                 lfoShapeExponent(told.lfoShape),
                  sampleCount % tapeLength,
                  0 };
     }
@@ -257,7 +324,7 @@ struct TapeDeck
     // The LFO's relative position for this sample.
     float lfoPosition(Slice& slice) const noexcept
     {
-        const float v = lfoValueWithExponent(slice.phase, lfoPhase, slice.shapeExponent, lfoSymmetry, lfoSwing);
+        const float v = lfoValueWithExponent(slice.phase, told.lfoPhase, slice.shapeExponent, told.lfoSymmetry, told.lfoSwing);
         slice.phase += slice.increment;
         return (v * slice.normaliser + 1.0f) * 0.5f;
     }
@@ -265,8 +332,8 @@ struct TapeDeck
     // Whether another deck's LFO gives this one's values, sample for sample.
     bool sharesLfoWith(const TapeDeck& other) const noexcept
     {
-        return lfoRate == other.lfoRate && lfoRunningPhase == other.lfoRunningPhase && lfoPhase == other.lfoPhase
-            && lfoShape == other.lfoShape && lfoSymmetry == other.lfoSymmetry && lfoSwing == other.lfoSwing
+        return told.lfoRate == other.told.lfoRate && lfoRunningPhase == other.lfoRunningPhase && told.lfoPhase == other.told.lfoPhase
+            && told.lfoShape == other.told.lfoShape && told.lfoSymmetry == other.told.lfoSymmetry && told.lfoSwing == other.told.lfoSwing
             && sampleRate == other.sampleRate;
     }
 
@@ -278,7 +345,7 @@ struct TapeDeck
         const uint64_t w = slice.w;
         slice.current = w;
         slice.w = w + 1 == tapeLength ? 0 : w + 1;
-        inputRing[w] = static_cast<double>(input) * inputGain;
+        inputRing[w] = static_cast<double>(input) * told.inputGain;
         const double d = demagnetizer.gain(sampleCount);
         if (recordHead.isOn())
             inputRing[w] *= d;
@@ -306,13 +373,13 @@ struct TapeDeck
     }
 
     // One sample through every stage. Every mode is fixed at compile time.
-    template <bool LfoMode, uint32_t Encoder, uint32_t Decoder, bool DeckB>
+    template <bool LfoMode, NoiseReductionMode Encoder, NoiseReductionMode Decoder, bool DeckB>
     float step(Slice& slice, float input, float& deviation) noexcept
     {
         const double s = tapeFront<LfoMode, DeckB>(slice, input, deviation);
-        const double u = tanhOf(s * drive * 0.01) * 100.0;
+        const double u = tanhOf(s * told.drive * 0.01) * 100.0;
         const auto compensation = static_cast<double>(driveCompensation.value());
-        recordHead.setNoiseAmount(compensation * noiseGain);
+        recordHead.setNoiseAmount(compensation * told.noiseGain);
         const double e = noiseReduction.encode<Encoder>(u);
         const double m = recordHead.process(e);
         const double g = noiseReduction.decode<Decoder>(m);
@@ -326,22 +393,6 @@ struct TapeDeck
         endFirstBlock();
     }
 
-    // From here on, delay changes glide.
-    void endFirstBlock() noexcept
-    {
-        readHeads[0].firstBlock = false;
-        readHeads[1].firstBlock = false;
-    }
-
-    // One slice, in place.
-    template <bool LfoMode, uint32_t Encoder, uint32_t Decoder, bool DeckB>
-    void process(float* x, int frames, float* deviation) noexcept
-    {
-        Slice slice = beginSlice();
-        for (int i = 0; i < frames; ++i)
-            x[i] = step<LfoMode, Encoder, Decoder, DeckB>(slice, x[i], deviation[i]);
-        endSlice(frames, slice);
-    }
 };
 
 } // namespace qel

@@ -143,8 +143,7 @@ TEST(ReelwarpPlugin, OutputMatchesTheChainRunDirectlyForOddBlockSizes)
                 auto& pair = reference[c];
                 float* samples = expected.getWritePointer(c);
                 for (int start = 0; start < blockSize; start += 32)
-                    qel::selectChannelProcessor(pair.flangeMode, pair.deckA.noiseReduction.encoderMode,
-                                                pair.deckA.noiseReduction.decoderMode)(
+                    qel::selectChannelProcessor(pair)(
                         pair, samples + start, std::min(32, blockSize - start), deviation.data());
                 for (int i = 0; i < blockSize; ++i)
                     worst = std::max(worst, (double) std::fabs(buffer.getSample(c, i) - samples[i]));

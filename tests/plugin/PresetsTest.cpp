@@ -101,7 +101,7 @@ TEST_F(PresetTarget, AManualPresetStartsItsFlangeFromDeckAEveryTimeItLoads)
     {
         ASSERT_TRUE(loadWhole(R"(<Reelwarp FlangeMode="0" RelativeDelay="0.5" ReelwarpVersion="1"/>)"));
         EXPECT_FLOAT_EQ(h.number("RelativeDelay"), -1.0f) << "load " << load;
-        EXPECT_EQ(h.state().decks.front().deckB.relativePosition, 0.0) << "load " << load;
+        EXPECT_EQ(h.state().decks.front().deckB.getRelativePosition(), 0.0) << "load " << load;
         for (int i = 0; i < 20; ++i)
             h.render(block, 64);
         h.set("RelativeDelay", 0.25f); // the musician moves the flange on

@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <memory>
 #include <random>
+#include <utility>
 #include <vector>
 
 namespace
@@ -81,7 +83,7 @@ TEST(Feedback, FullFeedbackStaysBoundedForAnHour)
         auto pair = std::make_unique<qel::DeckPair>();
         pair->prepare(fs);
         pair->forBothDecks([&](qel::TapeDeck& d) {
-            d.feedback = 1.0;
+            d.setFeedback(1.0);
             d.setSpacing(h.spacing);
             d.setThickness(h.thickness);
             d.setAzimuth(h.azimuth);
@@ -91,7 +93,7 @@ TEST(Feedback, FullFeedbackStaysBoundedForAnHour)
             d.setDelay(0.002);
         });
         float x[32], deviation[32];
-        const auto process = qel::selectChannelProcessor(qel::lfoFlange, 0, 0);
+        const auto process = qel::selectChannelProcessor(*pair);
         double peak = 0.0;
         for (uint64_t s = 0; s < static_cast<uint64_t>(fs * 3600.0); s += 32)
         {
@@ -108,140 +110,105 @@ TEST(Feedback, FullFeedbackStaysBoundedForAnHour)
 // At an end of its travel the manual flange is deck A alone, bit for bit.
 TEST(Deck, ManualAtAnEndIsDeckAAlone)
 {
+    using Mode = qel::NoiseReductionMode;
     auto pair = std::make_unique<qel::DeckPair>();
     pair->prepare(48000.0);
-    pair->flangeMode = qel::manualFlange;
-    pair->deckA.relativePosition = pair->deckB.relativePosition = 0.0;
+    pair->flangeMode = qel::FlangeMode::manual;
+    pair->forBothDecks([](qel::TapeDeck& d) { d.setRelativePosition(0.0); });
     auto reference = std::make_unique<qel::DeckPair>(*pair);
     const auto x = noiseBlock(48000, 8);
     std::vector<float> y(x), a(x);
     float deviation[32];
-    const auto process = qel::selectChannelProcessor(qel::manualFlange, 0, 0);
+    const auto process = qel::selectChannelProcessor(*pair);
     for (size_t s = 0; s < x.size(); s += 32)
     {
         process(*pair, y.data() + s, 32, deviation);
-        reference->deckA.process<false, 0, 0, false>(a.data() + s, 32, deviation);
+        reference->deckA.process<false, Mode::none, Mode::none, false>(a.data() + s, 32, deviation);
     }
     EXPECT_EQ(y, a);
 }
 
-std::unique_ptr<qel::DeckPair> withModes(const qel::DeckPair& prepared, uint32_t flange, uint32_t encoder, uint32_t decoder)
+// The reference: each deck alone through its own one-lane loop, then the sum.
+template <bool Lfo, qel::NoiseReductionMode Encoder, qel::NoiseReductionMode Decoder>
+void referencePair(qel::DeckPair& pair, float* x, int frames, float* deviation)
 {
-    auto pair = std::make_unique<qel::DeckPair>(prepared);
-    pair->flangeMode = flange;
-    pair->deckA.relativePosition = pair->deckB.relativePosition = 0.3;
-    pair->forBothDecks([&](qel::TapeDeck& d) {
-        d.setEncoderMode(encoder);
-        d.setDecoderMode(decoder);
-    });
-    return pair;
-}
-
-double encodeAt(qel::NoiseReduction& nr, uint32_t mode, double u)
-{
-    return mode == 1 ? nr.encode<1>(u) : mode == 2 ? nr.encode<2>(u) : mode == 3 ? nr.encode<3>(u) : u;
-}
-
-double decodeAt(qel::NoiseReduction& nr, uint32_t mode, double m)
-{
-    return mode == 1 ? nr.decode<1>(m) : mode == 2 ? nr.decode<2>(m) : mode == 3 ? nr.decode<3>(m) : m;
-}
-
-// One deck as a plain loop that reads its modes per sample.
-void referenceDeck(qel::TapeDeck& d, bool lfo, bool deckB, float* x, int frames, float* deviation)
-{
-    const auto increment = static_cast<float>(static_cast<double>(d.lfoRate) / d.sampleRate);
-    float phase = d.lfoRunningPhase;
-    const float normaliser = d.lfoNormaliser();
+    float b[32], unused[32];
+    std::copy_n(x, frames, b);
+    pair.deckA.process<Lfo, Encoder, Decoder, false>(x, frames, unused);
+    pair.deckB.process<Lfo, Encoder, Decoder, true>(b, frames, deviation);
     for (int i = 0; i < frames; ++i)
-    {
-        const uint64_t w = d.sampleCount % d.tapeLength;
-        d.inputRing[w] = static_cast<double>(x[i]) * d.inputGain;
-        const double gain = d.demagnetizer.gain(d.sampleCount);
-        if (d.recordHead.isOn())
-            d.inputRing[w] *= gain;
-        if (lfo)
-        {
-            d.relativePosition = (qel::lfoValue(phase, d.lfoPhase, d.lfoShape, d.lfoSymmetry, d.lfoSwing) * normaliser + 1.0f) * 0.5f;
-            phase += increment;
-        }
-        const auto r = static_cast<uint32_t>(d.sampleCount % 32);
-        if (r == 0)
-            deckB ? d.controlTick<true>() : d.controlTick<false>();
-        deviation[i] = d.deviationBefore + (d.deviationNow - d.deviationBefore) * 0.03125f * static_cast<float>(r);
-        const double u = std::tanh(d.readTaps(w) * d.drive * 0.01) * 100.0;
-        const auto compensation = static_cast<double>(d.driveCompensation.value());
-        d.recordHead.setNoiseAmount(compensation * d.noiseGain);
-        const double e = encodeAt(d.noiseReduction, d.noiseReduction.encoderMode, u);
-        const double m = d.recordHead.process(e);
-        const double g = decodeAt(d.noiseReduction, d.noiseReduction.decoderMode, m);
-        const double y = d.playHead.process(g) / compensation;
-        d.outputRing[w] = y;
-        const double weight = lfo ? 0.5 : (deckB ? qel::fadeCurveB(d.relativePosition, d.fade)
-                                                 : qel::fadeCurveA(d.relativePosition, d.fade));
-        x[i] = static_cast<float>(y * weight);
-        d.driveCompensation.advance(1);
-        ++d.sampleCount;
-    }
-    d.lfoRunningPhase += static_cast<float>(frames) * increment;
-    d.readHeads[0].firstBlock = d.readHeads[1].firstBlock = false;
+        x[i] += b[i];
 }
 
-// Each compiled loop equals the plain loop to rounding; two channels side by
-// side, differing in settings and input, equal each alone bit for bit.
-TEST(Specialisations, All32LoopsMatchAPerSampleReferenceAndRunChannelsSideBySide)
+using Reference = void (*)(qel::DeckPair&, float*, int, float*);
+
+// Index flange x 16 + encoder x 4 + decoder.
+template <size_t... I>
+constexpr std::array<Reference, 32> referenceTable(std::index_sequence<I...>)
 {
+    return { &referencePair<(I >= 16), static_cast<qel::NoiseReductionMode>(I / 4 % 4),
+                            static_cast<qel::NoiseReductionMode>(I % 4)>... };
+}
+
+// Each compiled loop equals the decks run one by one in their own loops, bit
+// for bit; two channels side by side, differing in settings and input, equal
+// each alone.
+TEST(Specialisations, All32LoopsMatchTheDecksAloneAndRunChannelsSideBySide)
+{
+    using Mode = qel::NoiseReductionMode;
+    constexpr auto references = referenceTable(std::make_index_sequence<32>());
     auto prepared = std::make_unique<qel::DeckPair>(); // busy in every stage
     prepared->prepare(44100.0);
     prepared->forBothDecks([](qel::TapeDeck& d) {
-        d.feedback = 0.6;
-        d.transport.wowDepth = 0.05;
-        d.transport.flutterDepth = 0.01;
-        d.transport.randomDepth = 0.05;
+        d.setFeedback(0.6);
+        d.setWowDepth(0.05);
+        d.setFlutterDepth(0.01);
+        d.setRandomDepth(0.05);
         d.setDrive(4.0);
-        d.demagnetizer.setDepth(0.5);
-        d.lfoRate = 3.0f;
-        d.lfoShape = 0.3f;
+        d.setDegradeDepth(0.5);
+        d.setLfoRate(3.0f);
+        d.setLfoShape(0.3f);
+        d.setRelativePosition(0.3);
     });
     const auto input = noiseBlock(44100 / 4, 21), otherInput = noiseBlock(44100 / 4, 22);
-    for (uint32_t flange : { 0u, 1u })
-        for (uint32_t encoder = 0; encoder < 4; ++encoder)
-            for (uint32_t decoder = 0; decoder < 4; ++decoder)
+    for (const auto flange : { qel::FlangeMode::manual, qel::FlangeMode::lfo })
+        for (uint32_t e = 0; e < 4; ++e)
+            for (uint32_t d = 0; d < 4; ++d)
             {
-                auto compiled = withModes(*prepared, flange, encoder, decoder);
-                auto plain = withModes(*prepared, flange, encoder, decoder);
-                auto left = withModes(*prepared, flange, encoder, decoder);
-                auto other = withModes(*prepared, flange, encoder, decoder);
-                other->forBothDecks([](qel::TapeDeck& d) { d.setHardness(3.0); });
-                other->deckB.lfoRate = 1.7f;
+                const auto encoder = static_cast<Mode>(e), decoder = static_cast<Mode>(d);
+                auto compiled = std::make_unique<qel::DeckPair>(*prepared);
+                compiled->flangeMode = flange;
+                compiled->forBothDecks([&](qel::TapeDeck& deck) {
+                    deck.setEncoderMode(encoder);
+                    deck.setDecoderMode(decoder);
+                });
+                auto plain = std::make_unique<qel::DeckPair>(*compiled);
+                auto left = std::make_unique<qel::DeckPair>(*compiled);
+                auto other = std::make_unique<qel::DeckPair>(*compiled);
+                other->forBothDecks([](qel::TapeDeck& deck) { deck.setHardness(3.0); });
+                other->deckB.setLfoRate(1.7f);
                 auto right = std::make_unique<qel::DeckPair>(*other);
-                const auto process = qel::selectChannelProcessor(flange, encoder, decoder);
-                const auto processTwo = qel::selectChannelPairProcessor(flange, encoder, decoder);
+                const auto process = qel::selectChannelProcessor(*compiled);
+                const auto processTwo = qel::selectChannelPairProcessor(*compiled);
+                const auto reference = references[(flange == qel::FlangeMode::lfo ? 16 : 0) + e * 4 + d];
                 ASSERT_TRUE(process != nullptr && processTwo != nullptr);
                 std::vector<float> y(input), z(input), l(input), o(otherInput), r(otherInput);
-                float devY[32], devZ[32], devO[32], devTwo[32], b[32];
-                double worst = 0.0;
+                float devY[32], devZ[32], devO[32], devTwo[32];
                 for (size_t s = 0; s + 32 <= input.size(); s += 32)
                 {
                     process(*compiled, y.data() + s, 32, devY);
                     process(*other, o.data() + s, 32, devO);
                     processTwo(*left, *right, l.data() + s, r.data() + s, 32, devTwo); // deviation of the last channel
-                    ASSERT_TRUE(std::equal(devTwo, devTwo + 32, devO));
-                    std::copy_n(z.begin() + (long) s, 32, b);
-                    referenceDeck(plain->deckA, flange == 1, false, z.data() + s, 32, devZ);
-                    referenceDeck(plain->deckB, flange == 1, true, b, 32, devZ);
-                    for (size_t i = 0; i < 32; ++i)
-                    {
-                        z[s + i] += b[i];
-                        worst = std::max(worst, (double) std::fabs(y[s + i] - z[s + i]));
-                        ASSERT_EQ(devY[i], devZ[i]);
-                    }
+                    reference(*plain, z.data() + s, 32, devZ);
+                    ASSERT_TRUE(std::equal(devTwo, devTwo + 32, devO) && std::equal(devY, devY + 32, devZ));
                 }
-                EXPECT_LT(worst, 1e-6) << "flange " << flange << " encoder " << encoder << " decoder " << decoder;
-                EXPECT_TRUE(l == y && r == o) << "flange " << flange << " encoder " << encoder << " decoder " << decoder;
+                const auto modes = ::testing::Message() << "flange " << (flange == qel::FlangeMode::lfo) << " encoder " << e
+                                                        << " decoder " << d;
+                EXPECT_EQ(y, z) << modes;
+                EXPECT_TRUE(l == y && r == o) << modes;
             }
-    EXPECT_EQ(qel::selectChannelProcessor(1, 4, 0), nullptr);
-    EXPECT_EQ(qel::selectChannelPairProcessor(0, 0, 7), nullptr);
+    EXPECT_EQ(qel::selectChannelProcessor(qel::FlangeMode::lfo, static_cast<Mode>(4), Mode::none), nullptr);
+    EXPECT_EQ(qel::selectChannelPairProcessor(qel::FlangeMode::manual, Mode::none, static_cast<Mode>(7)), nullptr);
 }
 
 } // namespace

@@ -63,7 +63,7 @@ std::vector<float> sweep(double fs, size_t frames, double from, double ratio, do
 }
 
 // A quarter second at 48 kHz, 100 Hz to 8 kHz, through the compiled loop of the modes.
-std::vector<float> renderDecks(uint32_t flangeMode, uint32_t encoder, uint32_t decoder,
+std::vector<float> renderDecks(qel::FlangeMode flangeMode, qel::NoiseReductionMode mode,
                                const std::function<void(qel::TapeDeck&)>& settings)
 {
     std::srand(1); // the record heads draw their noise seeds from rand()
@@ -71,13 +71,13 @@ std::vector<float> renderDecks(uint32_t flangeMode, uint32_t encoder, uint32_t d
     pair->prepare(48000.0);
     pair->flangeMode = flangeMode;
     pair->forBothDecks([&](qel::TapeDeck& d) {
-        d.setEncoderMode(encoder);
-        d.setDecoderMode(decoder);
+        d.setEncoderMode(mode);
+        d.setDecoderMode(mode);
         settings(d);
     });
     auto y = sweep(48000.0, 12000, 100.0, 80.0, 0.4, 1);
     float deviation[32];
-    const auto process = qel::selectChannelProcessor(flangeMode, encoder, decoder);
+    const auto process = qel::selectChannelProcessor(*pair);
     for (size_t s = 0; s < y.size(); s += 32)
         process(*pair, y.data() + s, 32, deviation);
     return y;
@@ -95,22 +95,23 @@ std::vector<float> renderProcessor(std::initializer_list<std::pair<const char*, 
 
 TEST(Golden, DeckPairInEachFlangeModeAndCompander)
 {
-    expectGolden("default-lfo", renderDecks(qel::lfoFlange, 0, 0, [](qel::TapeDeck& d) { d.lfoRate = 4.0f; }));
-    expectGolden("manual-feedback-typeA", renderDecks(qel::manualFlange, 2, 2, [](qel::TapeDeck& d) {
-                     d.relativePosition = 0.3;
-                     d.feedback = 0.7;
+    expectGolden("default-lfo",
+                 renderDecks(qel::FlangeMode::lfo, qel::NoiseReductionMode::none, [](qel::TapeDeck& d) { d.setLfoRate(4.0f); }));
+    expectGolden("manual-feedback-typeA", renderDecks(qel::FlangeMode::manual, qel::NoiseReductionMode::typeA, [](qel::TapeDeck& d) {
+                     d.setRelativePosition(0.3);
+                     d.setFeedback(0.7);
                      d.setDelay(0.004);
                      d.setDrive(6.0);
                  }));
-    expectGolden("worn-typeB", renderDecks(qel::lfoFlange, 3, 3, [](qel::TapeDeck& d) {
-                     d.transport.wowDepth = 0.1;
-                     d.transport.flutterDepth = 0.02;
-                     d.transport.randomDepth = 0.05;
-                     d.demagnetizer.setDepth(0.6);
+    expectGolden("worn-typeB", renderDecks(qel::FlangeMode::lfo, qel::NoiseReductionMode::typeB, [](qel::TapeDeck& d) {
+                     d.setWowDepth(0.1);
+                     d.setFlutterDepth(0.02);
+                     d.setRandomDepth(0.05);
+                     d.setDegradeDepth(0.6);
                      d.setSpacing(5e-5);
                      d.setAzimuth(0.0005);
                      d.setTapeSpeed(0.2);
-                     d.noiseGain = 0.01;
+                     d.setNoiseGain(0.01);
                  }));
 }
 

@@ -34,7 +34,7 @@ std::vector<double> material(int kind, double dbfs)
 struct RoundTrip { double worst = 0.0, errorToSignalDb = 0.0; }; // worst: after the attack
 
 // A mode's decoder after its encoder, with the searches capped at passLimit.
-template <uint32_t Mode>
+template <qel::NoiseReductionMode Mode>
 RoundTrip roundTrip(int kind, double level, int passLimit)
 {
     qel::NoiseReduction nr;
@@ -62,7 +62,7 @@ RoundTrip roundTrip(int kind, double level, int passLimit)
 // Converged, a decoder is its encoder's exact inverse (a burst's onset puts a
 // rectifier's kink in the search, which slows it). At the product's cap a
 // search far from its answer stops early; the error stays far below the signal.
-template <uint32_t Mode>
+template <qel::NoiseReductionMode Mode>
 void expectInverse(int productCap, double steadySineTolerance, double boundDb)
 {
     for (int kind : { sine, noise, bursts })
@@ -80,10 +80,10 @@ void expectInverse(int productCap, double steadySineTolerance, double boundDb)
 
 TEST(NoiseReduction, EachDecoderInvertsItsEncoder)
 {
-    expectInverse<qel::basicPreEmphasis>(1, 1e-9, -150.0);
-    expectInverse<qel::typeA>(3, 1e-5, -60.0);
+    expectInverse<qel::NoiseReductionMode::preEmphasis>(1, 1e-9, -150.0);
+    expectInverse<qel::NoiseReductionMode::typeA>(3, 1e-5, -60.0);
     // Two passes leave white noise about -34 dB of error (three would give -67 dB).
-    expectInverse<qel::typeB>(2, 1e-4, -30.0);
+    expectInverse<qel::NoiseReductionMode::typeB>(2, 1e-4, -30.0);
 }
 
 } // namespace

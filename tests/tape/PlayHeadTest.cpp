@@ -77,28 +77,25 @@ TEST(HeadLosses, EachFilterIsItsPrototypeSeenThroughTheBilinearMap)
                           Setting { 96000.0, 0.5, 1e-5, 5e-6, 1.5 }, Setting { 192000.0, 0.1, 1e-5, 5e-6, 1.82 },
                           Setting { 192000.0, 1.9952623, 1e-4, 5e-5, 1.1 } })
     {
-        qel::SpacingLoss spacing;
-        spacing.spacing = p.spacing;
-        spacing.design(p.speed, p.sampleRate);
+        qel::SpacingLoss<> spacing;
+        spacing.design(p.spacing, p.speed, p.sampleRate);
         const double Ws = p.speed / p.spacing;
         expectResponse([&](double x) { return spacing.filter.process(x); }, p.sampleRate, [&](Complex s) {
-            return evaluate(qel::SpacingLoss::numerator(Ws), s) / evaluate(qel::SpacingLoss::denominator(Ws), s);
+            return evaluate(qel::SpacingLoss<>::numerator(Ws), s) / evaluate(qel::SpacingLoss<>::denominator(Ws), s);
         }, "spacing");
 
-        qel::ThicknessLoss thickness;
-        thickness.thickness = p.thickness;
-        thickness.design(p.speed, p.sampleRate);
+        qel::ThicknessLoss<> thickness;
+        thickness.design(p.thickness, p.speed, p.sampleRate);
         const double Wt = p.speed / p.thickness;
         expectResponse([&](double x) { return thickness.process(x); }, p.sampleRate,
                        [&](Complex s) { return Wt / (s + 1.13639266981092 * Wt); }, "thickness");
 
-        qel::WidthResponse width;
-        width.ratio = p.widthRatio;
-        width.design(p.speed, p.sampleRate);
+        qel::WidthResponse<> width;
+        width.design(p.widthRatio, p.speed, p.sampleRate);
         const double r = p.widthRatio - 1.0, Ww = p.speed / (r * 0.0005000000237487257);
         expectResponse([&](double x) { return width.filter.process(x); }, p.sampleRate, [&](Complex s) {
-            const Complex D = evaluate(qel::WidthResponse::denominator(Ww), s);
-            return (D + r * evaluate(qel::WidthResponse::fringing(Ww), s)) / D;
+            const Complex D = evaluate(qel::WidthResponse<>::denominator(Ww), s);
+            return (D + r * evaluate(qel::WidthResponse<>::fringing(Ww), s)) / D;
         }, "width");
     }
 }
@@ -112,21 +109,26 @@ TEST(AzimuthLoss, ImpulseResponseIsTheFractionalCombThroughTheLeak)
     for (const auto c : { Case { 44100.0, 0.5, 0.0001 }, Case { 44100.0, 0.5, 0.00037 }, Case { 192000.0, 0.5, 0.001 },
                           Case { 192000.0, 0.1, 1.0f * 0.00090000004f + 0.0001f } })
     {
-        qel::AzimuthLoss loss;
-        loss.azimuth = c.azimuth;
-        loss.design(c.speed, c.sampleRate);
-        ASSERT_LE(loss.whole + 1, qel::AzimuthLoss::ringSize);
+        qel::AzimuthDelay delay;
+        qel::AzimuthComb<> comb;
+        delay.design(c.azimuth, c.speed, c.sampleRate, comb);
+        ASSERT_LE(delay.whole + 1, qel::AzimuthDelay::ringSize);
         if (c.speed == 0.1)
-            EXPECT_GT(loss.length, 600.0);
-        const int M = loss.whole;
+            EXPECT_GT(delay.length, 600.0);
+        const int M = delay.whole;
+        auto process = [&](double x) {
+            double A, B;
+            delay.exchange(x, A, B);
+            return comb.process(x, A, B);
+        };
         for (int n = 0; n < 1300; ++n)
         {
-            double expected = loss.g0 * std::pow(0.9999, n);
+            double expected = comb.g0 * std::pow(0.9999, n);
             if (n >= M)
-                expected += loss.g1 * std::pow(0.9999, n - M);
+                expected += comb.g1 * std::pow(0.9999, n - M);
             if (n >= M + 1)
-                expected += loss.g2 * std::pow(0.9999, n - M - 1);
-            ASSERT_NEAR(loss.process(n == 0 ? 1.0 : 0.0), expected, 1e-9 * loss.g0) << n << " of M " << M;
+                expected += comb.g2 * std::pow(0.9999, n - M - 1);
+            ASSERT_NEAR(process(n == 0 ? 1.0 : 0.0), expected, 1e-9 * comb.g0) << n << " of M " << M;
         }
     }
 }

@@ -71,16 +71,16 @@ TEST(ReelwarpFrame, LowLatencyShortensTheMainTapAndCapsTheFlangeDepth)
     h.set("ApplyLowLatency", true);
     for (auto& pair : h.state().decks)
     {
-        EXPECT_NEAR(pair.deckB.maxRelativeDelay, 0.009, 1e-9);
-        EXPECT_NEAR(pair.deckA.readHeads[qel::TapeDeck::mainTap].delay, 0.01, 1e-9);
-        EXPECT_NEAR(pair.deckB.readHeads[qel::TapeDeck::mainTap].delay, 0.01, 1e-9);
+        EXPECT_NEAR(pair.deckB.getSettings().maxRelativeDelay, 0.009, 1e-9);
+        EXPECT_NEAR(pair.deckA.getReadHead(qel::TapeDeck::mainTap).delay, 0.01, 1e-9);
+        EXPECT_NEAR(pair.deckB.getReadHead(qel::TapeDeck::mainTap).delay, 0.01, 1e-9);
     }
     // Back to normal the cap stays until the depth is set again.
     h.set("ApplyLowLatency", false);
-    EXPECT_NEAR(h.state().decks[1].deckB.maxRelativeDelay, 0.009, 1e-9);
-    EXPECT_NEAR(h.state().decks[1].deckB.readHeads[qel::TapeDeck::mainTap].delay, 0.06, 1e-8);
+    EXPECT_NEAR(h.state().decks[1].deckB.getSettings().maxRelativeDelay, 0.009, 1e-9);
+    EXPECT_NEAR(h.state().decks[1].deckB.getReadHead(qel::TapeDeck::mainTap).delay, 0.06, 1e-8);
     h.set("MaxRelativeDelay", 0.015f);
-    EXPECT_NEAR(h.state().decks[1].deckB.maxRelativeDelay, 0.015, 1e-9);
+    EXPECT_NEAR(h.state().decks[1].deckB.getSettings().maxRelativeDelay, 0.015, 1e-9);
 }
 
 TEST(ReelwarpFrame, CompanderChoicesSurviveItsSwitchAndTheDecoderFollowsTheLink)
@@ -89,7 +89,8 @@ TEST(ReelwarpFrame, CompanderChoicesSurviveItsSwitchAndTheDecoderFollowsTheLink)
     auto modes = [&](uint32_t encoder, uint32_t decoder) {
         bool all = true;
         h.state().forEachDeck([&](qel::TapeDeck& d) {
-            all = all && d.noiseReduction.encoderMode == encoder && d.noiseReduction.decoderMode == decoder;
+            all = all && d.getNoiseReduction().encoderMode == static_cast<qel::NoiseReductionMode>(encoder)
+                       && d.getNoiseReduction().decoderMode == static_cast<qel::NoiseReductionMode>(decoder);
         });
         return all;
     };
@@ -130,7 +131,7 @@ TEST(ReelwarpFrame, SyncedLfoRunsAtTheHostTempoAndRestartsWithTheHostPosition)
     h.context->tempo = 120.0f;
     h.render(block, 512);
     for (auto& pair : h.state().decks)
-        EXPECT_NEAR(pair.deckB.lfoRate, 0.5, 1e-6);
+        EXPECT_NEAR(pair.deckB.getSettings().lfoRate, 0.5, 1e-6);
 
     // After a jump the cycle stands where the host's beats put it at every slice.
     h.context->changeFlags = qel::RenderContext::changedPosition;
@@ -139,17 +140,17 @@ TEST(ReelwarpFrame, SyncedLfoRunsAtTheHostTempoAndRestartsWithTheHostPosition)
     const double expected = std::fmod(10.0 / 4.0, 1.0) + 32.0 * 0.5 / 48000.0;
     for (auto& pair : h.state().decks)
         for (const auto* d : { &pair.deckA, &pair.deckB })
-            EXPECT_NEAR(d->lfoRunningPhase, expected, 1e-5);
+            EXPECT_NEAR(d->getLfoRunningPhase(), expected, 1e-5);
     h.context->changeFlags = 0;
     h.context->position = 30.0;
     h.render(block, 512);
-    EXPECT_NEAR(h.state().decks[0].deckA.lfoRunningPhase, expected + 512.0 * 0.5 / 48000.0, 1e-5);
+    EXPECT_NEAR(h.state().decks[0].deckA.getLfoRunningPhase(), expected + 512.0 * 0.5 / 48000.0, 1e-5);
 
     h.processor.setParameterBool(sync, false);
     EXPECT_NEAR(h.number("LFOFreq"), 0.5f, 1e-6);
     h.context->tempo = 90.0f;
     h.render(block, 512);
-    EXPECT_NEAR(h.state().decks[0].deckB.lfoRate, 0.5, 1e-6); // free running ignores the tempo
+    EXPECT_NEAR(h.state().decks[0].deckB.getSettings().lfoRate, 0.5, 1e-6); // free running ignores the tempo
 }
 
 TEST(ReelwarpFrame, SettingsMadeBeforeTheFormatReachEveryChannel)
@@ -165,8 +166,8 @@ TEST(ReelwarpFrame, SettingsMadeBeforeTheFormatReachEveryChannel)
     ASSERT_EQ(state.dryLines.size(), 2u);
     for (auto& pair : state.decks)
     {
-        EXPECT_NEAR(pair.deckB.playHead.getSpacing(), 3.1622776601683795e-5, 1e-10);
-        EXPECT_NEAR(pair.deckA.readHeads[qel::TapeDeck::mainTap].delay, 0.01, 1e-9);
+        EXPECT_NEAR(pair.deckB.getPlayHead().getSpacing(), 3.1622776601683795e-5, 1e-10);
+        EXPECT_NEAR(pair.deckA.getReadHead(qel::TapeDeck::mainTap).delay, 0.01, 1e-9);
     }
     qel::Bus mono(1, 64, "Main Out");
     p.setOutputStream(0, &mono);
@@ -185,14 +186,14 @@ TEST(ReelwarpFrame, ManualModeStartsAtAnEndAndTheDisplayFollowsDeckB)
 
     h.set("FlangeMode", 0);
     for (auto& pair : h.state().decks)
-        EXPECT_EQ(pair.deckB.relativePosition, 0.0);
+        EXPECT_EQ(pair.deckB.getRelativePosition(), 0.0);
     h.set("RelativeDelay", 0.5f);
     h.render(block, 100);
     EXPECT_FLOAT_EQ(h.processor.getLastRelativeDelay(), 0.5f);
     EXPECT_EQ(ring->available(), 612u);
     h.set("FlangeMode", 0);
     for (auto& pair : h.state().decks)
-        EXPECT_EQ(pair.deckB.relativePosition, 0.0);
+        EXPECT_EQ(pair.deckB.getRelativePosition(), 0.0);
 }
 
 } // namespace

@@ -88,7 +88,7 @@ TEST(RecordHead, OutputIsFiniteForAnyFiniteInputAndANonFiniteOneRestartsIt)
                 ASSERT_LE(head.lastNewtonSteps, qel::RecordHead::maxNewtonSteps);
             }
             EXPECT_EQ(head.process(std::nan("")), 0.0);
-            EXPECT_EQ(head.M, 0.0);
+            EXPECT_EQ(head.state.M, 0.0);
             EXPECT_TRUE(std::isfinite(head.process(1.0)));
         }
 }
@@ -107,8 +107,8 @@ TEST(RecordHead, ExpandedGradientEqualsTheDifferenceQuotient)
                 const double quotient = (head.energy(s) - head.energy(M)) / d;
                 const double derivative = (a - qel::RecordHead::twoC2 + qel::RecordHead::fourC1 * s * s) * s;
                 const double scale = 1.0 + std::fabs(quotient);
-                EXPECT_NEAR(qel::RecordHead::energyQuotient(M, d, head.alpha()), quotient, 1e-9 * scale);
-                EXPECT_NEAR(qel::RecordHead::energyQuotientSlope(M, d, head.alpha()), (derivative - quotient) / d,
+                EXPECT_NEAR(qel::RecordHead::energyQuotient(M, d, head.state.alpha), quotient, 1e-9 * scale);
+                EXPECT_NEAR(qel::RecordHead::energyQuotientSlope(M, d, head.state.alpha), (derivative - quotient) / d,
                             1e-6 * scale / std::fabs(d));
             }
 }

@@ -22,19 +22,19 @@ struct Reach
 };
 
 const Reach reaches[] = {
-    { "MagneticHardness", 0.25f, 4.0, [](const TapeDeck& d) { return d.recordHead.getA(); } },
-    { "Hysteresis", 0.5f, 3162.2776601683795, [](const TapeDeck& d) { return d.recordHead.getB(); } },
-    { "NoiseGain", -40.0f, 0.01, [](const TapeDeck& d) { return d.noiseGain; } },
-    { "Spacing", 0.5f, 3.1622776601683795e-5, [](const TapeDeck& d) { return d.playHead.getSpacing(); } },
-    { "Thickness", 1.0f, 5e-5, [](const TapeDeck& d) { return d.playHead.getThickness(); } },
-    { "Azimuth", 1.0f, 0.001, [](const TapeDeck& d) { return d.playHead.getAzimuth(); } },
-    { "TrackWidthRatio", 0.5f, 1.55, [](const TapeDeck& d) { return d.playHead.getWidthRatio(); } },
-    { "Speed", 0.5f, 0.31622776601683794, [](const TapeDeck& d) { return d.tapeSpeed; } },
-    { "WowMod", 0.5f, 0.15, [](const TapeDeck& d) { return d.transport.wowDepth; } },
-    { "FlutterMod", 0.5f, 0.025, [](const TapeDeck& d) { return d.transport.flutterDepth; } },
-    { "NoiseMod", 0.5f, 0.05, [](const TapeDeck& d) { return d.transport.randomDepth; } },
-    { "InputGain", -20.0f, 0.1, [](const TapeDeck& d) { return d.inputGain; } },
-    { "Drive", 20.0f, 10.0, [](const TapeDeck& d) { return d.drive; } },
+    { "MagneticHardness", 0.25f, 4.0, [](const TapeDeck& d) { return d.getRecordHead().getA(); } },
+    { "Hysteresis", 0.5f, 3162.2776601683795, [](const TapeDeck& d) { return d.getRecordHead().getB(); } },
+    { "NoiseGain", -40.0f, 0.01, [](const TapeDeck& d) { return d.getSettings().noiseGain; } },
+    { "Spacing", 0.5f, 3.1622776601683795e-5, [](const TapeDeck& d) { return d.getPlayHead().getSpacing(); } },
+    { "Thickness", 1.0f, 5e-5, [](const TapeDeck& d) { return d.getPlayHead().getThickness(); } },
+    { "Azimuth", 1.0f, 0.001, [](const TapeDeck& d) { return d.getPlayHead().getAzimuth(); } },
+    { "TrackWidthRatio", 0.5f, 1.55, [](const TapeDeck& d) { return d.getPlayHead().getWidthRatio(); } },
+    { "Speed", 0.5f, 0.31622776601683794, [](const TapeDeck& d) { return d.getSettings().tapeSpeed; } },
+    { "WowMod", 0.5f, 0.15, [](const TapeDeck& d) { return d.getTransport().wowDepth; } },
+    { "FlutterMod", 0.5f, 0.025, [](const TapeDeck& d) { return d.getTransport().flutterDepth; } },
+    { "NoiseMod", 0.5f, 0.05, [](const TapeDeck& d) { return d.getTransport().randomDepth; } },
+    { "InputGain", -20.0f, 0.1, [](const TapeDeck& d) { return d.getSettings().inputGain; } },
+    { "Drive", 20.0f, 10.0, [](const TapeDeck& d) { return d.getSettings().drive; } },
 };
 
 // Every deck of every channel; the flange depth is deck B's alone. The pad's
@@ -58,11 +58,11 @@ TEST(ReelwarpParameters, ConversionsAndSwitchesReachWhatTheyNameAndReadBack)
     h.set("PhaseInvert", true);
     for (auto& pair : h.state().decks)
     {
-        EXPECT_NEAR(pair.deckB.maxRelativeDelay, 0.012, 1e-9);
-        EXPECT_NEAR(pair.deckA.maxRelativeDelay, 0.005, 1e-9);
+        EXPECT_NEAR(pair.deckB.getSettings().maxRelativeDelay, 0.012, 1e-9);
+        EXPECT_NEAR(pair.deckA.getSettings().maxRelativeDelay, 0.005, 1e-9);
         for (const TapeDeck* d : { &pair.deckA, &pair.deckB })
-            EXPECT_TRUE(pair.phaseInvert && !d->recordHead.isOn() && !d->recordHead.isGateOn()
-                        && !d->playHead.isEnabled() && !d->transportOn && !d->feedbackCompensation.on);
+            EXPECT_TRUE(pair.phaseInvert && !d->getRecordHead().isOn() && !d->getRecordHead().isGateOn()
+                        && !d->getPlayHead().isEnabled() && !d->getSettings().transportOn && !d->isFeedbackCompensationOn());
     }
     h.set("OutputGain", 6.0206f);
     h.set("OutputPad", -6.0206f);

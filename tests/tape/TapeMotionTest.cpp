@@ -21,11 +21,11 @@ std::unique_ptr<qel::DeckPair> motionOnlyPair(double sampleRate = fs)
     auto pair = std::make_unique<qel::DeckPair>();
     pair->prepare(sampleRate);
     pair->forBothDecks([](qel::TapeDeck& d) {
-        d.recordHead.setOn(false);
+        d.setRecordHeadOn(false);
         d.setPlayheadFilter(false);
         d.setTransportOn(false);
     });
-    pair->flangeMode = qel::manualFlange;
+    pair->flangeMode = qel::FlangeMode::manual;
     return pair;
 }
 
@@ -39,10 +39,10 @@ std::vector<double> runDeck(qel::TapeDeck& deck, const std::vector<float>& input
     {
         const int n = static_cast<int>(std::min<size_t>(32, input.size() - start));
         std::copy_n(input.begin() + (long) start, n, x);
-        const uint64_t first = deck.sampleCount;
-        deck.process<false, 0, 0, DeckB>(x, n, deviation);
+        const uint64_t first = deck.getSampleCount();
+        deck.process<false, qel::NoiseReductionMode::none, qel::NoiseReductionMode::none, DeckB>(x, n, deviation);
         for (int i = 0; i < n; ++i)
-            out[start + (size_t) i] = deck.outputRing[(first + (uint64_t) i) % deck.tapeLength];
+            out[start + (size_t) i] = deck.outputAt(first + (uint64_t) i);
     }
     return out;
 }
@@ -74,8 +74,9 @@ TEST(ManualFlange, RelativeDelayIsWhatTheSpeedRuleAsks)
                                 Case { 0.1, 0.015 }, Case { 0.9, 0.015 }, Case { 0.7, 0.001 }, Case { 0.0, 0.015 } })
     {
         auto pair = motionOnlyPair();
-        pair->deckB.maxRelativeDelay = M;
-        pair->deckA.relativePosition = pair->deckB.relativePosition = p;
+        pair->deckB.setMaxRelativeDelay(M);
+        pair->deckA.setRelativePosition(p);
+    pair->deckB.setRelativePosition(p);
         const auto a = runDeck<false>(pair->deckA, input);
         const auto b = runDeck<true>(pair->deckB, input);
         const double delayA = measuredDelay(input, a, 4800, 4000);
@@ -101,7 +102,7 @@ TEST(TapeMotion, StartReadsBlankTapeAndADelayChangeGlidesOverHalfASecond)
     EXPECT_GT(std::fabs(a[headDistance + 40]), 0.4);
     const auto run = [&](double seconds) {
         runDeck<false>(deck, std::vector<float>(static_cast<size_t>(fs * seconds), 0.0f));
-        return deck.readHeads[1].position(deck.sampleCount);
+        return deck.getReadHead(1).position(deck.getSampleCount());
     };
     EXPECT_NEAR(run(0.2), 0.016 * fs, 33.0);
     deck.setDelay(0.1);
@@ -111,10 +112,10 @@ TEST(TapeMotion, StartReadsBlankTapeAndADelayChangeGlidesOverHalfASecond)
 
     auto slow = motionOnlyPair(8000.0);
     slow->deckA.setDelay(0.002);
-    slow->deckA.feedback = 1.0;
+    slow->deckA.setFeedback(1.0);
     for (double v : runDeck<false>(slow->deckA, std::vector<float>(8000, 0.25f)))
         ASSERT_TRUE(std::isfinite(v));
-    EXPECT_GE(slow->deckA.readHeads[1].position(slow->deckA.sampleCount), 0.0);
+    EXPECT_GE(slow->deckA.getReadHead(1).position(slow->deckA.getSampleCount()), 0.0);
 }
 
 // Synced, every deck of every channel draws the same random speed, so that the
@@ -124,22 +125,22 @@ TEST(Transport, WithoutUnsyncAllDecksDrawTheSameRandomSequence)
     auto first = std::make_unique<qel::DeckPair>(), second = std::make_unique<qel::DeckPair>();
     first->prepare(fs);
     second->prepare(fs);
-    qel::TransportModulation* transports[4] { &first->deckA.transport, &first->deckB.transport,
-                                              &second->deckA.transport, &second->deckB.transport };
-    for (auto* t : transports)
-        t->randomDepth = 0.1;
+    qel::TransportModulation transports[4] { first->deckA.getTransport(), first->deckB.getTransport(),
+                                             second->deckA.getTransport(), second->deckB.getTransport() };
+    for (auto& t : transports)
+        t.randomDepth = 0.1;
     double spread = 0.0;
     for (int tick = 0; tick < 10000; ++tick)
     {
-        const double m = transports[0]->tick(fs, true);
+        const double m = transports[0].tick(fs, true);
         for (int i = 1; i < 4; ++i)
-            ASSERT_EQ(transports[i]->tick(fs, true), m) << tick;
+            ASSERT_EQ(transports[i].tick(fs, true), m) << tick;
         spread = std::max(spread, std::fabs(m - 1.0));
     }
     EXPECT_GT(spread, 0.01);
-    first->deckA.transport.seedUnsynced();
-    first->deckB.transport.seedUnsynced();
-    EXPECT_NE(first->deckA.transport.b, first->deckB.transport.b);
+    transports[0].seedUnsynced();
+    transports[1].seedUnsynced();
+    EXPECT_NE(transports[0].b, transports[1].b);
 }
 
 // What is read at t was written a head distance D = 60 ms earlier, at another
@@ -153,8 +154,16 @@ TEST(Transport, WowAndFlutterShiftPitchByTheExpectedDeviation)
         qel::TapeDeck& deck = pair->deckA;
         deck.setTransportOn(true);
         const double depth = 0.01, rate = wow ? 1.5 : 6.0;
-        (wow ? deck.transport.wowDepth : deck.transport.flutterDepth) = depth;
-        (wow ? deck.transport.wowRate : deck.transport.flutterRate) = rate;
+        if (wow)
+        {
+            deck.setWowDepth(depth);
+            deck.setWowRate(rate);
+        }
+        else
+        {
+            deck.setFlutterDepth(depth);
+            deck.setFlutterRate(rate);
+        }
         std::vector<float> input(static_cast<size_t>(fs * 2.0));
         for (size_t i = 0; i < input.size(); ++i)
             input[i] = static_cast<float>(0.3 * std::sin(2.0 * M_PI * 1000.0 * static_cast<double>(i) / fs));
