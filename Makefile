@@ -20,7 +20,7 @@ export CCACHE_MAXSIZE ?= 8G
 
 TSAN_BUILD ?= build-tsan
 
-.PHONY: all deps configure build install demo test test-fast test-asan test-tsan soak bench clean
+.PHONY: all deps configure build install demo assets test test-fast test-asan test-tsan soak bench clean
 
 all: build
 
@@ -56,6 +56,14 @@ demo: install
 	    --preset "Jet Tape" --plot $(OUT)/demo-reelwarp.png
 	@echo "Listen: $(OUT)/demo-dry.wav (input) and $(OUT)/demo-reelwarp.wav (through Reel Warp, preset Jet Tape)"
 	@echo "Look:   $(OUT)/demo-reelwarp.png (input and output side by side)"
+
+# The face's images as the build draws them, in $(OUT)/assets, and a sheet that
+# shows them all on the panel's grey (with its @2x twin) to look them over.
+assets: configure
+	cmake --build $(BUILD) -j$(JOBS) --target reelwarp-draw-assets
+	rm -rf $(OUT)/assets
+	$(BUILD)/tools/reelwarp-draw-assets $(OUT)/assets --sheet $(OUT)/assets-sheet.png
+	@echo "Look: $(OUT)/assets-sheet.png and $(OUT)/assets-sheet@2x.png; every image is in $(OUT)/assets"
 
 # Everything CI runs: the release build's tests, then the sanitizer builds'.
 test: test-fast test-asan test-tsan test-rtsan

@@ -2,8 +2,12 @@
 #include "files/ResourceFS.h"
 
 #include <gtest/gtest.h>
+#include <juce_graphics/juce_graphics.h>
 
 #include <cstdlib>
+#include <cstring>
+#include <map>
+#include <vector>
 
 namespace
 {
@@ -26,6 +30,180 @@ TEST(ResourceArchive, HoldsEveryFileOfTheResourcesFolder)
         f.loadFileAsData(expected);
         stream->readIntoMemoryBlock(got);
         EXPECT_EQ(got, expected) << path.toString();
+    }
+}
+
+struct ImageSize
+{
+    juce::String name;
+    int w, h;
+};
+
+// The face's images, each at the size of the component that shows it.
+std::vector<ImageSize> faceImages()
+{
+    std::vector<ImageSize> images;
+    const ImageSize fourStates[] = {
+        { "b_expand", 33, 33 },         { "b_sync", 27, 26 },          { "_flanger/b_lfo", 101, 30 },
+        { "b_xt-tapesim", 138, 18 },    { "b_xt-compander", 116, 18 }, { "b_xt-filtering", 154, 18 },
+        { "b_xt-modulations", 120, 18 }, { "b_lowlatency", 24, 24 },   { "_flanger/b_phase", 18, 18 },
+        { "b_phase", 24, 24 },          { "b_rateFreq", 24, 24 },      { "b_rateInt", 24, 24 },
+        { "b_clip", 24, 24 },           { "b_link", 41, 41 },          { "b_fbcomp", 24, 24 },
+    };
+    for (const auto& b : fourStates)
+        for (const auto* state : { "-off", "-on", "-off-over", "-on-over" })
+            images.push_back({ b.name + state, b.w, b.h });
+    const ImageSize twoStates[] = { { "b_burger", 35, 26 }, { "b_nav-prev", 16, 26 }, { "b_nav-next", 16, 26 } };
+    for (const auto& b : twoStates)
+        for (const auto* state : { "-off", "-on" })
+            images.push_back({ b.name + state, b.w, b.h });
+    for (const auto* ab : { "b_ab-off", "b_ab-off-over", "b_ab-a-off", "b_ab-b-off" })
+        images.push_back({ ab, 47, 26 });
+    // A strip's name gives its frame, "_WxHxFRAMES", and the frames stand one above another.
+    for (const auto* strip : { "k_black-large_44x44x129", "k_black-small_28x28x129", "k_grey_26x26x129", "k_17x17x129" })
+    {
+        juce::StringArray size;
+        size.addTokens(juce::String(strip).fromLastOccurrenceOf("_", false, false), "x", "");
+        images.push_back({ strip, size[0].getIntValue(), size[1].getIntValue() * size[2].getIntValue() });
+    }
+    return images;
+}
+
+juce::Image loadPng(const qel::ResourceFS& fs, const juce::String& path)
+{
+    auto stream = fs.createInputStream(qel::Path("$Resource/resource/assets/" + path));
+    juce::PNGImageFormat png;
+    if (stream == nullptr || !png.canUnderstand(*stream))
+        return {};
+    stream->setPosition(0);
+    return png.decodeImage(*stream);
+}
+
+TEST(ResourceArchive, HoldsEveryImageOfTheFaceAtBothScalesAndNoOther)
+{
+    const auto archive = qel::embeddedResourceArchive();
+    qel::ResourceFS fs(archive.data, archive.size);
+    const auto images = faceImages();
+    for (const auto& image : images)
+        for (const int scale : { 1, 2 })
+        {
+            const auto path = image.name + (scale == 2 ? "@2x.png" : ".png");
+            const auto png = loadPng(fs, path);
+            ASSERT_TRUE(png.isValid()) << path;
+            EXPECT_EQ(png.getWidth(), image.w * scale) << path;
+            EXPECT_EQ(png.getHeight(), image.h * scale) << path;
+        }
+    juce::ZipFile zip(new juce::MemoryInputStream(archive.data, archive.size, false), true);
+    int pngs = 0;
+    for (int i = 0; i < zip.getNumEntries(); ++i)
+        pngs += zip.getEntry(i)->filename.startsWith("resource/assets/") && zip.getEntry(i)->filename.endsWith(".png");
+    EXPECT_EQ(pngs, (int) images.size() * 2);
+}
+
+// The mean difference, per channel of premultiplied pixels, between an image and
+// the 2x2 averages of its @2x twin: small when both draw the same thing.
+double meanScaleDifference(const juce::Image& one, const juce::Image& two)
+{
+    double total = 0.0;
+    for (int y = 0; y < one.getHeight(); ++y)
+        for (int x = 0; x < one.getWidth(); ++x)
+        {
+            int sum[4] = {};
+            for (int i = 0; i < 4; ++i)
+            {
+                const auto p = two.getPixelAt(2 * x + (i & 1), 2 * y + (i >> 1)).getPixelARGB();
+                sum[0] += p.getAlpha(), sum[1] += p.getRed(), sum[2] += p.getGreen(), sum[3] += p.getBlue();
+            }
+            const auto p = one.getPixelAt(x, y).getPixelARGB();
+            total += std::abs(sum[0] / 4.0 - p.getAlpha()) + std::abs(sum[1] / 4.0 - p.getRed())
+                   + std::abs(sum[2] / 4.0 - p.getGreen()) + std::abs(sum[3] / 4.0 - p.getBlue());
+        }
+    return total / (4.0 * one.getWidth() * one.getHeight());
+}
+
+bool samePixels(const juce::Image& a, const juce::Image& b)
+{
+    for (int y = 0; y < a.getHeight(); ++y)
+        for (int x = 0; x < a.getWidth(); ++x)
+            if (a.getPixelAt(x, y) != b.getPixelAt(x, y))
+                return false;
+    return true;
+}
+
+// @2x is the same drawing at twice the detail, and a button's states all look apart.
+TEST(ResourceArchive, ImagesMatchAcrossScalesAndStatesLookApart)
+{
+    const auto archive = qel::embeddedResourceArchive();
+    qel::ResourceFS fs(archive.data, archive.size);
+    std::map<juce::String, std::vector<juce::Image>> statesOf;
+    for (const auto& image : faceImages())
+    {
+        const auto one = loadPng(fs, image.name + ".png");
+        EXPECT_LT(meanScaleDifference(one, loadPng(fs, image.name + "@2x.png")), 4.0) << image.name;
+        for (const auto* state : { "-off", "-on", "-off-over", "-on-over" })
+            if (image.name.endsWith(state))
+                statesOf[image.name.dropLastCharacters((int) strlen(state))].push_back(one);
+    }
+    for (const auto& [button, states] : statesOf)
+        for (size_t i = 0; i < states.size(); ++i)
+            for (size_t j = i + 1; j < states.size(); ++j)
+                EXPECT_FALSE(samePixels(states[i], states[j])) << button << " states " << i << " and " << j;
+}
+
+// Entries in name order and one time stamp: the archive is the same bytes from any build.
+TEST(ResourceArchive, IsSortedWithOneTimeStamp)
+{
+    const auto archive = qel::embeddedResourceArchive();
+    juce::ZipFile zip(new juce::MemoryInputStream(archive.data, archive.size, false), true);
+    ASSERT_GT(zip.getNumEntries(), 1);
+    for (int i = 1; i < zip.getNumEntries(); ++i)
+    {
+        EXPECT_LT(zip.getEntry(i - 1)->filename.compare(zip.getEntry(i)->filename), 0);
+        EXPECT_EQ(zip.getEntry(i)->fileTime, zip.getEntry(0)->fileTime);
+    }
+}
+
+TEST(ResourceArchive, HoldsTheFontWithItsLicence)
+{
+    const auto archive = qel::embeddedResourceArchive();
+    qel::ResourceFS fs(archive.data, archive.size);
+    juce::MemoryBlock font;
+    auto stream = fs.createInputStream(qel::Path("$Resource/resource/fonts/Lato-Light.ttf"));
+    ASSERT_NE(stream, nullptr);
+    stream->readIntoMemoryBlock(font);
+    const auto typeface = juce::Typeface::createSystemTypefaceFor(font.getData(), font.getSize());
+    ASSERT_NE(typeface, nullptr);
+    EXPECT_TRUE(typeface->getName().startsWith("Lato")) << typeface->getName();
+    auto licence = fs.createInputStream(qel::Path("$Resource/resource/fonts/Lato-Light-LICENSE.txt"));
+    ASSERT_NE(licence, nullptr);
+    EXPECT_TRUE(licence->readEntireStreamAsString().contains("Open Font License"));
+}
+
+// A knob's lit arc, in the accent purple, grows with the frame's value.
+TEST(ResourceArchive, AKnobStripLightsMoreOfItsArcFrameByFrame)
+{
+    const auto archive = qel::embeddedResourceArchive();
+    qel::ResourceFS fs(archive.data, archive.size);
+    const auto accent = juce::Colour(0xff785991);
+    for (const auto* strip : { "k_black-large_44x44x129", "k_black-small_28x28x129", "k_17x17x129" })
+    {
+        const auto image = loadPng(fs, juce::String(strip) + ".png");
+        ASSERT_TRUE(image.isValid()) << strip;
+        const int size = image.getWidth();
+        const auto lit = [&](int frame) {
+            int count = 0;
+            for (int y = frame * size; y < (frame + 1) * size; ++y)
+                for (int x = 0; x < size; ++x)
+                {
+                    const auto c = image.getPixelAt(x, y);
+                    count += c.getAlpha() > 230 && std::abs(c.getRed() - accent.getRed()) < 12
+                          && std::abs(c.getGreen() - accent.getGreen()) < 12 && std::abs(c.getBlue() - accent.getBlue()) < 12;
+                }
+            return count;
+        };
+        EXPECT_LT(lit(0), lit(64)) << strip;
+        EXPECT_LT(lit(64), lit(128)) << strip;
+        EXPECT_GT(lit(128), size) << strip; // a full arc is many pixels long
     }
 }
 
