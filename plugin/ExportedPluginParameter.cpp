@@ -145,9 +145,10 @@ void ExportedPluginParameter::resolve(bool notify)
         auto& signals = element->getSignals();
         auto now = signals.parameterChanged.connect([this](const Element&, int changedId) {
             if (!Plugin::isRenderingOnThisThread())
-                elementValueChanged(changedId);
+                elementValueChanged(changedId, true);
         });
-        auto later = signals.parameterChangedAsync.connect([this](const Element&, int changedId) { elementValueChanged(changedId); });
+        auto later = signals.parameterChangedAsync.connect(
+            [this](const Element&, int changedId) { elementValueChanged(changedId, false); });
         valueConnection = [now, later]() mutable {
             now.disconnect();
             later.disconnect();
@@ -157,17 +158,21 @@ void ExportedPluginParameter::resolve(bool notify)
     tellHost();
 }
 
-void ExportedPluginParameter::elementValueChanged(int id)
+void ExportedPluginParameter::elementValueChanged(int id, bool asWritten)
 {
     if (static_cast<uint32_t>(id) != parameterId || hostWriter.load() == std::this_thread::get_id() || !resolved)
         return;
     auto* element = getElement();
     if (element == nullptr)
         return;
-    // A newer write on its way makes this value stale: the host would hear it undo its own.
-    for (const auto& binding : element->getParameters())
-        if (binding->id() == parameterId && binding->isPending())
-            return;
+    // Heard later, a write on its way may be newer than the one this news is
+    // of: its writer told the host, or it is the host's own. Heard as it is
+    // written, the write is the newest, and audio need not run for the host
+    // to hear it.
+    if (!asWritten)
+        for (const auto& binding : element->getParameters())
+            if (binding->id() == parameterId && binding->isPending())
+                return;
     // A host's own write comes back through the element rounded by its range.
     const float value = getValue();
     if (std::fabs(value - hostValue.load()) < 1e-6f)

@@ -103,7 +103,7 @@ private:
     float currentValue() const { return valueIn(*getElement(), kind, parameterId); }
     static float normaliseIn(Element* element, Kind kind, uint32_t id, float value);
     static float valueIn(const Element& element, Kind kind, uint32_t id);
-    void elementValueChanged(int id);
+    void elementValueChanged(int id, bool asWritten);
     void tellHost()
     {
         if (parameterInfoChanged)

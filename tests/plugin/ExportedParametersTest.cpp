@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <string>
 
 namespace
 {
@@ -21,11 +22,37 @@ struct HostListener : juce::AudioProcessorListener
 {
     std::vector<std::pair<int, float>> values;
     std::vector<std::pair<int, bool>> gestures;
-    void audioProcessorParameterChanged(juce::AudioProcessor*, int index, float v) override { values.emplace_back(index, v); }
+    std::string heard; // in order: "(" a gesture begins, "v" a value, ")" it ends
+    void audioProcessorParameterChanged(juce::AudioProcessor*, int index, float v) override
+    {
+        values.emplace_back(index, v);
+        heard += "v";
+    }
     void audioProcessorChanged(juce::AudioProcessor*, const ChangeDetails&) override {}
-    void audioProcessorParameterChangeGestureBegin(juce::AudioProcessor*, int index) override { gestures.emplace_back(index, true); }
-    void audioProcessorParameterChangeGestureEnd(juce::AudioProcessor*, int index) override { gestures.emplace_back(index, false); }
+    void audioProcessorParameterChangeGestureBegin(juce::AudioProcessor*, int index) override
+    {
+        gestures.emplace_back(index, true);
+        heard += "(";
+    }
+    void audioProcessorParameterChangeGestureEnd(juce::AudioProcessor*, int index) override
+    {
+        gestures.emplace_back(index, false);
+        heard += ")";
+    }
 };
+
+// Later notices and a block: what the host hears after a write has settled.
+void settle(ReelwarpPlugin& p)
+{
+    qel::ParameterChangeChannel::get().deliver();
+    juce::MessageManager::getInstance()->runDispatchLoopUntil(1);
+    juce::AudioBuffer<float> buffer(2, 64);
+    juce::MidiBuffer midi;
+    buffer.clear();
+    p.processBlock(buffer, midi);
+    qel::ParameterChangeChannel::get().deliver();
+    juce::MessageManager::getInstance()->runDispatchLoopUntil(1);
+}
 
 TEST(ExportedParameters, KindsAndNormalisationFollowEachParameter)
 {
@@ -105,6 +132,32 @@ TEST(ExportedParameters, ChangesInTheEffectAndGesturesReachTheHost)
     p.getProxy()->parameterGestureEnded(&effect, feedbackId);
     p.getProxy()->parameterGestureBegan(&effect, qel::reelwarpParameterId(ReelwarpParameter::Mix) + 1000);
     EXPECT_EQ(host.gestures, (std::vector<std::pair<int, bool>> { { 25, true }, { 25, false } }));
+    p.removeListener(&host);
+}
+
+// A knob turned in the editor writes through the pending slot on the message
+// thread: the host hears it at once, inside its gesture, before any block
+// runs, and never again as the write lands.
+TEST(ExportedParameters, AnEditorWriteReachesTheHostOnceWithoutAudio)
+{
+    ReelwarpPlugin p;
+    p.prepareToPlay(48000.0, 64);
+    HostListener host;
+    p.addListener(&host);
+    auto& effect = *p.getEngine().findChild("Reelwarp");
+    const auto feedbackId = qel::reelwarpParameterId(ReelwarpParameter::Feedback);
+
+    p.getProxy()->parameterGestureBegan(&effect, feedbackId);
+    effect.setParameterFloatDeferred(feedbackId, 0.3f, true);
+    p.getProxy()->parameterGestureEnded(&effect, feedbackId);
+    EXPECT_EQ(host.heard, "(v)");
+    ASSERT_EQ(host.values.size(), 1u);
+    EXPECT_EQ(host.values[0].first, 25);
+    EXPECT_FLOAT_EQ(host.values[0].second, p.getSlot(25)->normalise(0.3f));
+    EXPECT_FLOAT_EQ(slot(p, 25).getValue(), host.values[0].second);
+    settle(p);
+    EXPECT_EQ(host.heard, "(v)");
+
     p.removeListener(&host);
 }
 
