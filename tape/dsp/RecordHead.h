@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <utility>
 
 namespace qel
 {
@@ -25,6 +26,7 @@ struct RecordHead
     static constexpr int maxNewtonSteps = 10;
     static constexpr double newtonTolerance = 1e-6;
     static constexpr int maxNoiseDraws = 64;
+    static constexpr double gateTime = static_cast<double>(0.001f); // seconds
 
     // What the per-sample solve reads and writes, for one head or both of a pair.
     template <typename T>
@@ -70,7 +72,6 @@ struct RecordHead
     uint32_t noiseCounter = 1;
     bool on = true;
     bool gateOn = true;
-    double gateTime = static_cast<double>(0.001f);
     double gateCoefficient = 0.0;
     double gateEnvelope = 0.0;
     int lastNewtonSteps = 0;
