@@ -5,7 +5,8 @@
 namespace qel
 {
 
-// The editor the host opens; the generic one until the face exists.
+// The editor the host opens: the plain one of the parameter widgets until the
+// face exists; JUCE's generic one for a processor that has no engine proxy.
 juce::AudioProcessorEditor* createPluginEditor(juce::AudioProcessor& processor);
 
 } // namespace qel
