@@ -8,8 +8,11 @@
 #include <gtest/gtest.h>
 
 #include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
 
 #include <chrono>
+#include <map>
+#include <string>
 #include <cstdio>
 #include <cstdlib>
 
@@ -128,6 +131,75 @@ TEST_P(HostThreads, TheAudioThreadAllocatesNothingAfterItsFirstBlock)
             EXPECT_EQ(allocations + frees, 0u) << allocations << " allocations and " << frees << " frees in " << blocks
                                                << " blocks\n" << AllocationCounter::violationSites();
         }
+}
+
+// What the host hears of each slot, in order: "(" a gesture begins, "v" a value, ")" it ends.
+struct HostEars : juce::AudioProcessorParameter::Listener
+{
+    std::map<int, std::string> heard;
+    std::vector<float> values;
+    void parameterValueChanged(int index, float value) override
+    {
+        heard[index] += "v";
+        values.push_back(value);
+    }
+    void parameterGestureChanged(int index, bool starting) override { heard[index] += starting ? "(" : ")"; }
+};
+
+// The mouse of the virtual display, as a musician's hand: the plug-in's own
+// window takes the events, not a component of this process.
+struct Hand
+{
+    Display* display = XOpenDisplay(nullptr);
+    ~Hand() { XCloseDisplay(display); }
+    void moveTo(juce::Point<int> p) { act([&] { XTestFakeMotionEvent(display, -1, p.x, p.y, CurrentTime); }); }
+    void press(bool down) { act([&] { XTestFakeButtonEvent(display, 1, down ? True : False, CurrentTime); }); }
+    template <typename Event>
+    void act(Event&& event)
+    {
+        event();
+        XFlush(display);
+        for (int i = 0; i < 10; ++i)
+            pumpMessages();
+    }
+};
+
+// A knob dragged in the plug-in's editor, with no audio running: the host
+// hears each value once, all inside one gesture, and of no other slot.
+TEST_P(HostThreads, AKnobDraggedInTheEditorReachesTheHostInOneGesture)
+{
+    if (juce::String(GetParam().name) == "LV2")
+        GTEST_SKIP() << "JUCE's LV2 wrapper tells the host of a change only from a running block, and of no gesture";
+    auto hosted = prepared();
+    ASSERT_NE(hosted, nullptr);
+    std::unique_ptr<juce::AudioProcessorEditor> editor(hosted->createEditorIfNeeded());
+    ASSERT_NE(editor, nullptr);
+    editor->addToDesktop(0);
+    editor->setTopLeftPosition(40, 40);
+    editor->setVisible(true);
+    for (int i = 0; i < 20; ++i)
+        pumpMessages();
+    HostEars ears;
+    for (auto* parameter : hosted->getParameters())
+        parameter->addListener(&ears);
+
+    Hand hand;
+    constexpr int feedback = 25;
+    const auto knob = editor->getScreenPosition() + juce::Point<int>(730, 349); // where the editor puts Feedback
+    hand.moveTo(knob);
+    hand.press(true);
+    for (int step = 1; step <= 3; ++step)
+        hand.moveTo(knob - juce::Point<int>(0, 10 * step));
+    hand.press(false);
+    for (auto* parameter : hosted->getParameters())
+        parameter->removeListener(&ears);
+    const float shown = hosted->getParameters()[feedback]->getValue();
+    editor.reset();
+
+    EXPECT_EQ(ears.heard, (std::map<int, std::string> { { feedback, "(vvv)" } }));
+    ASSERT_EQ(ears.values.size(), 3u);
+    EXPECT_TRUE(0.0f < ears.values[0] && ears.values[0] < ears.values[1] && ears.values[1] < ears.values[2]);
+    EXPECT_FLOAT_EQ(ears.values.back(), shown);
 }
 
 INSTANTIATE_TEST_SUITE_P(Binaries, HostThreads, builtFormats(), formatName);
