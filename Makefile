@@ -160,6 +160,7 @@ test-rtsan: deps
 bench: build
 	$(BUILD)/bench/reelwarp_bench
 	$(BUILD)/bench/reelwarp_processor_bench
+	$(BUILD)/bench/reelwarp_display_bench
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(TSAN_BUILD) $(RTSAN_BUILD) $(OUT)
