@@ -65,6 +65,16 @@ assets: configure
 	$(BUILD)/tools/reelwarp-draw-assets $(OUT)/assets --sheet $(OUT)/assets-sheet.png
 	@echo "Look: $(OUT)/assets-sheet.png and $(OUT)/assets-sheet@2x.png; every image is in $(OUT)/assets"
 
+# The displays as they draw themselves, for a few settings, on one page (and
+# its @2x twin) on the panel's grey, to look them over.
+.PHONY: displays
+displays: configure
+	cmake --build $(BUILD) -j$(JOBS) --target reelwarp-draw-displays
+	mkdir -p $(OUT)
+	$(BUILD)/tools/reelwarp-draw-displays $(OUT)/displays.png
+	$(BUILD)/tools/reelwarp-draw-displays $(OUT)/displays@2x.png --scale 2
+	@echo "Look: $(OUT)/displays.png and $(OUT)/displays@2x.png"
+
 # Everything CI runs: the release build's tests, then the sanitizer builds'.
 test: test-fast test-asan test-tsan test-rtsan
 
@@ -150,6 +160,7 @@ test-rtsan: deps
 bench: build
 	$(BUILD)/bench/reelwarp_bench
 	$(BUILD)/bench/reelwarp_processor_bench
+	$(BUILD)/bench/reelwarp_display_bench
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(TSAN_BUILD) $(RTSAN_BUILD) $(OUT)

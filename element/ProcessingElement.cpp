@@ -191,12 +191,32 @@ void ProcessingElement::sliceUpdate(int slice, ProcessingElementState& state)
         e->writeSlice(state, slice);
 }
 
+std::shared_ptr<AudioMonitor> ProcessingElement::getAudioMonitor()
+{
+    if (audioMonitor == nullptr)
+    {
+        audioMonitor = std::make_shared<AudioMonitor>();
+        liveAudioMonitor.store(audioMonitor.get(), std::memory_order_release);
+    }
+    return audioMonitor;
+}
+
+// A silent stream gives nothing: its meter falls.
+void ProcessingElement::monitor(AudioMonitor::End end, int frames) noexcept
+{
+    auto* m = liveAudioMonitor.load(std::memory_order_acquire);
+    if (m == nullptr || output == nullptr || output->isSilent())
+        return;
+    m->raise(end, output->peekChannels(), output->getNumChannels(), std::min(frames, output->getNumFrames()));
+}
+
 void ProcessingElement::render(RenderContext& context, int frames)
 {
     const auto mark = context.arenas[0].mark();
     auto& state = getProcessingState();
     flushPending();
     updateState(context, frames, state);
+    monitor(AudioMonitor::input, frames);
     if (state.bypass && !processesWhenBypassed())
     {
         // The stream keeps what it holds: the input passes through.
@@ -211,6 +231,7 @@ void ProcessingElement::render(RenderContext& context, int frames)
     {
         process(context, frames, state);
     }
+    monitor(AudioMonitor::output, frames);
     context.arenas[0].restore(mark);
 }
 

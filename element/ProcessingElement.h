@@ -1,5 +1,6 @@
 #pragma once
 
+#include "element/AudioMonitor.h"
 #include "element/Element.h"
 #include "element/ElementParamEnvelope.h"
 #include "engine/MidiStateTracker.h"
@@ -77,6 +78,9 @@ public:
         return *static_cast<ProcessingElementState*>(getProcessState());
     }
     Bus* getOutput() const noexcept { return output; }
+    // The meters' feed, made on first demand on the message thread. Once made
+    // it lives as long as the element, so that the audio thread never frees it.
+    std::shared_ptr<AudioMonitor> getAudioMonitor();
     const std::vector<ElementParamEnvelope*>& getConnections() const noexcept { return connectionList; }
 
 protected:
@@ -102,10 +106,15 @@ protected:
     uint8_t processingFlags = initialBit;
 
 private:
+    // Hands the stream's samples to the monitor, when one listens.
+    void monitor(AudioMonitor::End end, int frames) noexcept;
+
     std::array<EngineEvent, eventRingSize> ring {};
     std::atomic<uint32_t> ringWrite { 0 };
     uint32_t ringRead = 0;
     Bus* output = nullptr;
+    std::shared_ptr<AudioMonitor> audioMonitor;
+    std::atomic<AudioMonitor*> liveAudioMonitor { nullptr };
     std::vector<std::unique_ptr<ElementParamEnvelope>> envelopes;
     std::vector<ElementParamEnvelope*> connectionList;
     std::vector<ElementParamEnvelope*> activeConnections;

@@ -76,12 +76,19 @@ struct RecordHead
     double gateEnvelope = 0.0;
     int lastNewtonSteps = 0;
 
-    // Sample rate K in hertz.
+    // Sample rate K in hertz; the hiss is seeded from the platform's generator.
     void prepare(double K) noexcept
     {
+        const auto first = static_cast<uint32_t>(std::rand());
+        prepare(K, first, static_cast<uint32_t>(std::rand()));
+    }
+
+    // The same with the hiss's seeds given, for a model that must repeat itself.
+    void prepare(double K, uint32_t seedA, uint32_t seedB) noexcept
+    {
         state.sampleRate = K;
-        noiseA = static_cast<uint32_t>(std::rand());
-        noiseB = static_cast<uint32_t>(std::rand());
+        noiseA = seedA;
+        noiseB = seedB;
         noiseCounter = 1;
         for (auto& r : noiseRows)
             r = 0.0f;
