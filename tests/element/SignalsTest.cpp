@@ -96,9 +96,14 @@ TEST_F(ChannelFixture, ManyProducersLoseNothingAndDuplicateNothing)
     for (auto& t : threads)
         t.join();
     channel.deliver();
+    size_t total = 0;
     for (int p = 0; p < producers; ++p)
+    {
         EXPECT_EQ(received[(size_t) p], accepted[(size_t) p]) << "producer " << p;
-    EXPECT_FALSE(accepted[0].empty());
+        total += accepted[(size_t) p].size();
+    }
+    // A producer that comes late to a full channel may find no room at all.
+    EXPECT_GT(total, 0u);
 }
 
 // Posted from other threads, the channel's messages and a forwarder's update, coalesced, arrive on the message thread.
