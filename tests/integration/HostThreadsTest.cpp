@@ -191,6 +191,9 @@ TEST_P(HostThreads, AKnobDraggedInTheEditorReachesTheHostInOneGesture)
     for (int step = 1; step <= 3; ++step)
         hand.moveTo(knob - juce::Point<int>(0, 10 * step));
     hand.press(false);
+    // A slow build may take a while to hear the release.
+    for (int i = 0; i < 100 && (ears.heard[feedback].empty() || ears.heard[feedback].back() != ')'); ++i)
+        pumpMessages();
     for (auto* parameter : hosted->getParameters())
         parameter->removeListener(&ears);
     const float shown = hosted->getParameters()[feedback]->getValue();

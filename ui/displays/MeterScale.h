@@ -29,7 +29,7 @@ inline float meterBarHeight(float dB, float barHeight) noexcept
         share = dB * 0.0075f + 0.45f;
     else if (dB >= -60.0f)
         share = dB * 0.005f + 0.325f;
-    else if (dB >= -70.0f)
+    else if (dB > -70.0f) // at -70 the segment is 0; rounded, it could leave a sliver
         share = dB * 0.0025f + 0.175f;
     return std::max(share, 0.0f) * barHeight;
 }
