@@ -24,10 +24,12 @@ const char* suffix(ButtonState s)
 }
 } // namespace
 
-void writeImage(const Context& context, const juce::String& name, int w, int h, const Painter& paint)
+void writeImage(const Context& context, const juce::String& name, int w, int h, const Painter& paint, bool withTwin)
 {
     for (const int scale : { 1, 2 })
     {
+        if (scale == 2 && !withTwin)
+            break;
         // The software renderer, so that every run and machine gives the same bytes.
         juce::Image image(juce::Image::ARGB, w * scale, h * scale, true, juce::SoftwareImageType());
         {

@@ -32,8 +32,9 @@ struct Context
 
 using Painter = std::function<void(juce::Graphics&)>;
 
-// Writes name.png, w x h, and name@2x.png, drawn again at scale 2 so that it stays sharp.
-void writeImage(const Context&, const juce::String& name, int w, int h, const Painter&);
+// Writes name.png, w x h, and name@2x.png, drawn again at scale 2 so that it stays sharp;
+// without the twin only name.png.
+void writeImage(const Context&, const juce::String& name, int w, int h, const Painter&, bool withTwin = true);
 
 struct ButtonState
 {
@@ -67,10 +68,14 @@ void drawText(juce::Graphics&, const juce::Path& text, juce::Rectangle<float> bo
 void strokeSymbol(juce::Graphics&, const juce::Path&, juce::Colour, float thickness);
 
 // The families: knob strips; square keys with a symbol; section switches and
-// the LFO settings plate; the top bar's preset and A/B buttons.
+// the LFO settings plate; the top bar's preset and A/B buttons; the backgrounds
+// and reels.
 void drawKnobs(const Context&);
 void drawKeys(const Context&);
 void drawSwitches(const Context&);
 void drawTopBar(const Context&);
+// The window's backgrounds of each flange panel and height, and the two reel strips.
+void drawBackgrounds(const Context&);
+void drawReels(const Context&);
 
 } // namespace assets

@@ -28,7 +28,8 @@ juce::Image makeSheet(const assets::Context& context, int scale)
     std::vector<Item> items;
     for (const auto& f : files)
     {
-        if (f.getFileName().contains("@"))
+        // The reels have no @2x twin and are looked at on the face itself.
+        if (f.getFileName().contains("@") || f.getFileName().contains("x180"))
             continue;
         const auto name = f.getRelativePathFrom(context.folder).upToLastOccurrenceOf(".png", false, false);
         const auto file = scale == 1 ? f : f.getSiblingFile(f.getFileNameWithoutExtension() + "@2x.png");
@@ -126,6 +127,8 @@ int run(int argc, char** argv)
         assets::drawKeys(context);
         assets::drawSwitches(context);
         assets::drawTopBar(context);
+        assets::drawBackgrounds(context);
+        assets::drawReels(context);
         if (sheet != juce::File())
             writeSheet(context, sheet);
     }
