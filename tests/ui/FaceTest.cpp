@@ -154,6 +154,38 @@ TEST_F(FaceTest, SectionSwitchesDimTheirSectionsAndTheDisplayButtonsChooseOneDis
     EXPECT_TRUE(editor.getRecordDisplay().isVisible());
 }
 
+TEST_F(FaceTest, TheFooterShowsTheTooltipOfTheControlUnderTheMouseAndNothingOverTheBackground)
+{
+    auto ui = open();
+    auto& footer = ui->getFooter();
+    EXPECT_EQ(footer.tipFor(&ui->getBackground()), "");
+    EXPECT_EQ(footer.tipFor(&ui->getExpandButton()), "Show tape settings");
+    EXPECT_EQ(footer.tipFor(&ui->getEditor().getReel(0)), "Click to start/stop");
+    juce::TextButton elsewhere("elsewhere");
+    elsewhere.setTooltip("not of this window");
+    EXPECT_EQ(footer.tipFor(&elsewhere), "");
+    footer.showTip("Sync to host");
+    EXPECT_EQ(footer.getShownTip(), "Sync to host");
+}
+
+TEST_F(FaceTest, TheShapeMenuWritesPhaseShapeAndSymmetryEachInItsGesture)
+{
+    auto ui = open();
+    effect.setParameterFloat(id(P::LFOSwing), 0.4f);
+    deliver();
+    test::GestureLog log(proxy);
+    ui->getWaveform().applyPreset(5); // "Ramp"
+    const int phase = (int) id(P::LFOPhase), shape = (int) id(P::LFOShape), symmetry = (int) id(P::LFOSymmetry);
+    EXPECT_EQ(log.events, (std::vector<int> { phase, -phase, shape, -shape, symmetry, -symmetry }));
+    EXPECT_EQ(number(P::LFOPhase), -0.5f);
+    EXPECT_EQ(number(P::LFOShape), 0.0f);
+    EXPECT_EQ(number(P::LFOSymmetry), 1.0f);
+    EXPECT_EQ(number(P::LFOSwing), 0.4f) << "a swing is left as it is";
+    ui->getWaveform().applyPreset(3); // "Square"
+    EXPECT_EQ(number(P::LFOShape), 0.99f);
+    EXPECT_EQ(number(P::LFOSymmetry), 0.0f);
+}
+
 // Where each control stands in the window, by the design of the face.
 enum class Kind
 {
