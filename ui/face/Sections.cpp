@@ -45,6 +45,12 @@ const SectionKnob transportKnobs[] = {
     { P::NoiseMod, 225, 31, "Amount of random modulation" },
     { P::NoiseRate, 272, 31, "Rate of random modulation" },
 };
+// The encoder, then the decoder, which the link hides.
+juce::ComboBox& addCoders(FaceWidgets& widgets)
+{
+    widgets.combo(P::NoiseReductionEncoder, { 15, 1, 119, 24 }, "Noise reduction encoder");
+    return widgets.combo(P::NoiseReductionDecoder, { 15, 92, 119, 24 }, "Noise reduction decoder");
+}
 } // namespace
 
 TapeSection::TapeSection(EngineProxy* proxy, const Path& effectPath) : widgets(*this, proxy, effectPath)
@@ -66,8 +72,7 @@ TransportSection::TransportSection(EngineProxy* proxy, const Path& effectPath) :
 
 CompanderSection::CompanderSection(EngineProxy* proxy, const Path& effectPath)
     : SimpleElementView(proxy), widgets(*this, proxy, effectPath),
-      decoder((widgets.combo(P::NoiseReductionEncoder, { 15, 1, 119, 24 }, "Noise reduction encoder"),
-               widgets.combo(P::NoiseReductionDecoder, { 15, 92, 119, 24 }, "Noise reduction decoder"))),
+      decoder(addCoders(widgets)),
       link(proxy, effectPath, reelwarpParameterId(P::NRLink), [this](bool on) { decoder.setVisible(!on); })
 {
     widgets.toggle({ P::NRLink, { 54, 41, 41, 41 }, "b_link", "Link noise reduction encoder and decoder" });
