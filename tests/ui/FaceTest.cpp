@@ -394,6 +394,8 @@ TEST_F(FaceTest, DrawsTheFaceInBothModes)
     ui->getExpandButton().setToggleState(true, juce::sendNotificationSync);
     ui->updateLayout();
     EXPECT_TRUE(write("face-lfo-expanded.png"));
+    ui->getLFOSettingsButton().setToggleState(true, juce::sendNotificationSync);
+    EXPECT_TRUE(write("face-lfo-settings-expanded.png"));
     effect.setParameterInt(id(P::FlangeMode), 0);
     deliver();
     ui->getExpandButton().setToggleState(false, juce::sendNotificationSync);

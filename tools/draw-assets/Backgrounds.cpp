@@ -129,8 +129,8 @@ void sections(const Context& c, juce::Graphics& g)
     for (const Box box : { Box(63, 469, 201, 59), Box(514, 469, 225, 59), Box(818, 469, 275, 59) })
         well(g, box.expanded(2.0f), lightWindow);
 
-    auto below = [&](float centreX, float w, const char* name) {
-        caption(c, g, name, { centreX - w * 0.5f, 602.0f, w, 11.0f });
+    auto below = [&](float centreX, float w, const char* name, float height = captionHeight) {
+        caption(c, g, name, { centreX - w * 0.5f, 602.0f, w, 11.0f }, juce::Justification::centred, height);
     };
     // Tape: the knobs' centres are their places plus 13.
     below(41, 62, "HARDNESS");
@@ -147,11 +147,11 @@ void sections(const Context& c, juce::Graphics& g)
     well(g, { 329.0f, 578.0f, 119.0f, 24.0f }, field);
     caption(c, g, "LINK", { 412.0f, 542.0f, 40.0f, 11.0f }, juce::Justification::centredLeft);
 
-    below(516, 54, "SPEED");
-    below(572, 54, "SPACING");
-    below(627, 54, "THICKNESS");
-    below(682, 54, "AZIMUTH");
-    below(737, 54, "WIDTH");
+    // Knobs 55 apart: the smaller letters keep their names apart.
+    for (const auto& [x, name] : { std::pair { 516.0f, "SPEED" }, std::pair { 572.0f, "SPACING" },
+                                   std::pair { 627.0f, "THICKNESS" }, std::pair { 682.0f, "AZIMUTH" },
+                                   std::pair { 737.0f, "WIDTH" } })
+        below(x, 54, name, 8.5f);
 
     const std::pair<float, const char*> groups[] = { { 843, "WOW" }, { 955, "FLUTTER" }, { 1068, "RANDOM" } };
     for (const auto& [x, name] : groups)
