@@ -167,6 +167,24 @@ TEST(ResourceArchive, ImagesMatchAcrossScalesAndStatesLookApart)
                 EXPECT_FALSE(samePixels(states[i], states[j])) << button << " states " << i << " and " << j;
 }
 
+// A reel turns from frame to frame; the tape path below it stands still.
+TEST(ResourceArchive, ReelFramesTurnTheReelAndKeepTheTapePath)
+{
+    const auto archive = qel::embeddedResourceArchive();
+    qel::ResourceFS fs(archive.data, archive.size);
+    for (const auto* side : { "L", "R" })
+    {
+        const auto strip = loadPng(fs, juce::String("_flanger/k_reel-flanger-") + side + "_166x255x180.png");
+        ASSERT_TRUE(strip.isValid()) << side;
+        auto frame = [&](int n, int top, int height) { return strip.getClippedImage({ 0, n * 255 + top, 166, height }); };
+        for (const int n : { 1, 45, 179 })
+        {
+            EXPECT_FALSE(samePixels(frame(0, 0, 170), frame(n, 0, 170))) << side << " frame " << n;
+            EXPECT_TRUE(samePixels(frame(0, 170, 85), frame(n, 170, 85))) << side << " frame " << n;
+        }
+    }
+}
+
 // Entries in name order and one time stamp: the archive is the same bytes from any build.
 TEST(ResourceArchive, IsSortedWithOneTimeStamp)
 {

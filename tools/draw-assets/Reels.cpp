@@ -106,12 +106,16 @@ void drawReels(const Context& context)
             context, juce::String("_flanger/k_reel-flanger-") + (left ? "L" : "R") + "_166x255x180", reelWidth,
             reelHeight * reelFrames,
             [&](juce::Graphics& g) {
+                // Each frame is drawn on its own and copied in: far down the strip,
+                // float coordinates would shade the still parts a little differently.
                 for (int frame = 0; frame < reelFrames; ++frame)
                 {
-                    juce::Graphics::ScopedSaveState state(g);
-                    g.addTransform(juce::AffineTransform::translation(0.0f, (float) (frame * reelHeight)));
-                    g.reduceClipRegion(0, 0, reelWidth, reelHeight);
-                    drawReel(g, (float) frame * juce::MathConstants<float>::twoPi / reelFrames, left);
+                    juce::Image one(juce::Image::ARGB, reelWidth, reelHeight, true, juce::SoftwareImageType());
+                    {
+                        juce::Graphics fg(one);
+                        drawReel(fg, (float) frame * juce::MathConstants<float>::twoPi / reelFrames, left);
+                    }
+                    g.drawImageAt(one, 0, frame * reelHeight);
                 }
             },
             false);

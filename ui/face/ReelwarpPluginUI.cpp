@@ -2,6 +2,7 @@
 
 #include "element/ParameterRegistry.h"
 #include "plugin/Plugin.h"
+#include "plugin/PluginDefinition.h"
 #include "plugin/ReelwarpPlugin.h"
 #include "ui/look/ReelwarpLookAndFeel.h"
 
@@ -101,7 +102,9 @@ void ReelwarpPluginUI::updateLayout()
     const bool expanded = expandButton.getToggleState();
     background.setImage(backgroundFor(flangeMode, lfoSettingsButton.getToggleState(), expanded));
     footer.setExpanded(expanded);
-    setSize(width, expanded ? expandedHeight : collapsedHeight);
+    const auto& definition = ReelwarpPluginDefinition::get();
+    const int height = definition.getEditorHeight();
+    setSize(definition.getEditorWidth(), expanded ? height : height - tapeSettingsHeight);
 }
 
 void ReelwarpPluginUI::paint(juce::Graphics& g)

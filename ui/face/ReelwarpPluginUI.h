@@ -14,14 +14,14 @@ namespace qel
 class ReelwarpPluginUI : public PluginEditor
 {
 public:
-    static constexpr int width = 1130;
-    static constexpr int expandedHeight = 656;
-    static constexpr int collapsedHeight = expandedHeight - 221;
+    // Collapsed, the window is this much shorter than the definition's size.
+    static constexpr int tapeSettingsHeight = 221;
 
     ReelwarpPluginUI(Plugin& plugin, Settings& settings);
     ~ReelwarpPluginUI() override;
 
-    // The size of the expand state, and the background of mode, settings and size.
+    // The definition's size, less the tape settings when collapsed, and the
+    // background of mode, settings and size.
     void updateLayout();
     static juce::String backgroundFor(int flangeMode, bool lfoSettings, bool expanded);
 
