@@ -129,6 +129,27 @@ TEST_F(FaceTest, AClickOnAReelStopsBothAndTheNextStartsBothFromTheSameTime)
     }
 }
 
+TEST_F(FaceTest, EachTickTurnsTheRingsWhole10MsIntoPointsOfTheSpeedCurve)
+{
+    auto ui = open();
+    auto& editor = ui->getEditor();
+    editor.tick();
+    EXPECT_TRUE(editor.getSpeedCurve().getValues(0).empty()) << "no audio, no points";
+
+    plugin.prepareToPlay(48000.0, 400);
+    juce::AudioBuffer<float> buffer(2, 400);
+    juce::MidiBuffer midi;
+    for (int block = 0; block < 6; ++block) // 2400 frames: five whole 10 ms
+    {
+        buffer.clear();
+        plugin.processBlock(buffer, midi);
+    }
+    editor.tick();
+    EXPECT_EQ(editor.getSpeedCurve().getValues(0).size(), 5u);
+    editor.tick();
+    EXPECT_EQ(editor.getSpeedCurve().getValues(0).size(), 5u) << "nothing more until the next block";
+}
+
 TEST_F(FaceTest, SectionSwitchesDimTheirSectionsAndTheDisplayButtonsChooseOneDisplay)
 {
     auto ui = open();

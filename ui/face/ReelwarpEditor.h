@@ -51,6 +51,7 @@ public:
     MagneticWaveformDisplay& getMagneticDisplay() noexcept { return magnetic; }
     RecordResponseDisplay& getRecordDisplay() noexcept { return recordResponse; }
     juce::Button& getDisplayButton(int index) noexcept { return index == 0 ? magneticButton : responseButton; }
+    const ScrollCurve& getSpeedCurve() const noexcept { return curve; }
 
 private:
     struct FaceMouse : juce::MouseListener
