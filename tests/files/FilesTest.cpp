@@ -72,7 +72,7 @@ std::vector<ImageSize> faceImages()
         images.push_back({ juce::String("_flanger/_bkg_") + panel + "_max", 1130, 656 });
         images.push_back({ juce::String("_flanger/_bkg_") + panel + "_min", 1130, 435 });
     }
-    // The reels' 180 frames come at 1x only: their @2x would weigh 120 MB each once decoded.
+    // The reels come at 1x only, opaque: 23 MB each decoded, where their @2x would hold 120 MB.
     for (const auto* reel : { "_flanger/k_reel-flanger-L_166x255x180", "_flanger/k_reel-flanger-R_166x255x180" })
         images.push_back({ reel, 166, 255 * 180, false });
     return images;

@@ -24,12 +24,10 @@ const char* suffix(ButtonState s)
 }
 } // namespace
 
-void writeImage(const Context& context, const juce::String& name, int w, int h, const Painter& paint, bool withTwin)
+void writeImage(const Context& context, const juce::String& name, int w, int h, const Painter& paint)
 {
     for (const int scale : { 1, 2 })
     {
-        if (scale == 2 && !withTwin)
-            break;
         // The software renderer, so that every run and machine gives the same bytes.
         juce::Image image(juce::Image::ARGB, w * scale, h * scale, true, juce::SoftwareImageType());
         {
@@ -39,6 +37,11 @@ void writeImage(const Context& context, const juce::String& name, int w, int h, 
         }
         save(image, context.folder.getChildFile(name + (scale == 1 ? "" : "@2x") + ".png"));
     }
+}
+
+void writePng(const Context& context, const juce::String& name, const juce::Image& image)
+{
+    save(image, context.folder.getChildFile(name + ".png"));
 }
 
 void writeFourStates(const Context& context, const juce::String& name, int w, int h, const ButtonPainter& paint)

@@ -32,9 +32,8 @@ struct Context
 
 using Painter = std::function<void(juce::Graphics&)>;
 
-// Writes name.png, w x h, and name@2x.png, drawn again at scale 2 so that it stays sharp;
-// without the twin only name.png.
-void writeImage(const Context&, const juce::String& name, int w, int h, const Painter&, bool withTwin = true);
+// Writes name.png, w x h, and name@2x.png, drawn again at scale 2 so that it stays sharp.
+void writeImage(const Context&, const juce::String& name, int w, int h, const Painter&);
 
 struct ButtonState
 {
@@ -43,6 +42,9 @@ struct ButtonState
 };
 
 using ButtonPainter = std::function<void(juce::Graphics&, juce::Rectangle<float>, ButtonState)>;
+
+// Writes an image made elsewhere as name.png.
+void writePng(const Context&, const juce::String& name, const juce::Image&);
 
 // name-off, name-on, name-off-over, name-on-over; or only -off and -on.
 void writeFourStates(const Context&, const juce::String& name, int w, int h, const ButtonPainter&);
