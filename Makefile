@@ -58,7 +58,8 @@ demo: install
 	@echo "Look:   $(OUT)/demo-reelwarp.png (input and output side by side)"
 
 # The face's images as the build draws them, in $(OUT)/assets, and a sheet that
-# shows them all on the panel's grey (with its @2x twin) to look them over.
+# shows the buttons and knobs on the panel's grey (with its @2x twin) to look
+# them over; ui_tests draws the whole face, backgrounds and reels, beside itself.
 assets: configure
 	cmake --build $(BUILD) -j$(JOBS) --target reelwarp-draw-assets
 	rm -rf $(OUT)/assets

@@ -1,7 +1,7 @@
 #include "ui/EditorFactory.h"
 
 #include "plugin/ReelwarpPlugin.h"
-#include "ui/PlainEditor.h"
+#include "ui/face/ReelwarpPluginUI.h"
 
 namespace qel
 {
@@ -9,7 +9,7 @@ namespace qel
 juce::AudioProcessorEditor* createPluginEditor(juce::AudioProcessor& processor)
 {
     if (auto* plugin = dynamic_cast<Plugin*>(&processor); plugin != nullptr && plugin->getProxy() != nullptr)
-        return new PlainEditor(processor, *plugin->getProxy(), ReelwarpPlugin::effectPath);
+        return new ReelwarpPluginUI(*plugin, plugin->getSettings());
     return new juce::GenericAudioProcessorEditor(processor);
 }
 

@@ -5,8 +5,8 @@
 namespace qel
 {
 
-// The editor the host opens: the plain one of the parameter widgets until the
-// face exists; JUCE's generic one for a processor that has no engine proxy.
+// The editor the host opens: the face; JUCE's generic one for a processor
+// that has no engine proxy.
 juce::AudioProcessorEditor* createPluginEditor(juce::AudioProcessor& processor);
 
 } // namespace qel

@@ -185,7 +185,7 @@ TEST_P(HostThreads, AKnobDraggedInTheEditorReachesTheHostInOneGesture)
 
     Hand hand;
     constexpr int feedback = 25;
-    const auto knob = editor->getScreenPosition() + juce::Point<int>(730, 349); // where the editor puts Feedback
+    const auto knob = editor->getScreenPosition() + juce::Point<int>(677, 301); // the centre of Feedback on the LFO panel
     hand.moveTo(knob);
     hand.press(true);
     for (int step = 1; step <= 3; ++step)

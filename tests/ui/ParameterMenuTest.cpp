@@ -1,8 +1,7 @@
-// The parameter menu and the MIDI panel on the real effect, the scaled images, and the plain editor drawn to a file.
+// The parameter menu and the MIDI panel on the real effect and the scaled images.
 #include "UiTestSupport.h"
 
 #include "ui/ParameterMenu.h"
-#include "ui/PlainEditor.h"
 #include "ui/PresetFiles.h"
 #include "ui/look/ReelwarpLookAndFeel.h"
 #include "ui/widgets/ParamSlider.h"
@@ -113,35 +112,6 @@ TEST(ScaledImage, TakesTheLargestTwinNotAboveTheDisplayScale)
     EXPECT_EQ(loadScaledImage(knob, false).getWidth(), 28);
     EXPECT_FALSE(loadScaledImage(assetPath("k_none.png")).isValid());
     setDisplayScaleSource({});
-}
-
-// Writes plain-editor.png beside the test binary, for a person to look at.
-TEST(PlainEditorTest, BindsEveryControlToTheEffectAndDrawsInTheProductFont)
-{
-    test::EffectFixture fixture;
-    std::unique_ptr<juce::AudioProcessorEditor> editor(fixture.plugin.createEditor());
-    ASSERT_NE(dynamic_cast<PlainEditor*>(editor.get()), nullptr);
-    auto& lookAndFeel = ReelwarpLookAndFeel::getInstance();
-    EXPECT_EQ(&juce::Desktop::getInstance().getDefaultLookAndFeel(), &lookAndFeel);
-    ASSERT_NE(lookAndFeel.getProductTypeface(), nullptr);
-    EXPECT_EQ(lookAndFeel.getProductTypeface()->getName(), "Lato");
-
-    int sliders = 0, controls = 0;
-    for (auto* child : editor->getChildren())
-        if (dynamic_cast<ParameterWidget*>(child) != nullptr && dynamic_cast<juce::Label*>(child) == nullptr)
-        {
-            ++controls;
-            EXPECT_TRUE(child->isEnabled()) << child->getName();
-            sliders += dynamic_cast<ParamSlider*>(child) != nullptr;
-        }
-    EXPECT_EQ(controls, 45);
-    EXPECT_GT(sliders, 20);
-
-    const auto file = juce::File(REELWARP_UI_SNAPSHOT_DIR).getChildFile("plain-editor.png");
-    juce::FileOutputStream out(file);
-    out.setPosition(0);
-    out.truncate();
-    ASSERT_TRUE(juce::PNGImageFormat().writeImageToStream(editor->createComponentSnapshot(editor->getLocalBounds()), out));
 }
 
 } // namespace

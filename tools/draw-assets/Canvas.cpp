@@ -39,6 +39,11 @@ void writeImage(const Context& context, const juce::String& name, int w, int h, 
     }
 }
 
+void writePng(const Context& context, const juce::String& name, const juce::Image& image)
+{
+    save(image, context.folder.getChildFile(name + ".png"));
+}
+
 void writeFourStates(const Context& context, const juce::String& name, int w, int h, const ButtonPainter& paint)
 {
     for (const ButtonState s : { ButtonState { false, false }, ButtonState { true, false }, ButtonState { false, true },

@@ -43,6 +43,9 @@ struct ButtonState
 
 using ButtonPainter = std::function<void(juce::Graphics&, juce::Rectangle<float>, ButtonState)>;
 
+// Writes an image made elsewhere as name.png.
+void writePng(const Context&, const juce::String& name, const juce::Image&);
+
 // name-off, name-on, name-off-over, name-on-over; or only -off and -on.
 void writeFourStates(const Context&, const juce::String& name, int w, int h, const ButtonPainter&);
 void writeTwoStates(const Context&, const juce::String& name, int w, int h, const ButtonPainter&);
@@ -67,10 +70,14 @@ void drawText(juce::Graphics&, const juce::Path& text, juce::Rectangle<float> bo
 void strokeSymbol(juce::Graphics&, const juce::Path&, juce::Colour, float thickness);
 
 // The families: knob strips; square keys with a symbol; section switches and
-// the LFO settings plate; the top bar's preset and A/B buttons.
+// the LFO settings plate; the top bar's preset and A/B buttons; the backgrounds
+// and reels.
 void drawKnobs(const Context&);
 void drawKeys(const Context&);
 void drawSwitches(const Context&);
 void drawTopBar(const Context&);
+// The window's backgrounds of each flange panel and height, and the two reel strips.
+void drawBackgrounds(const Context&);
+void drawReels(const Context&);
 
 } // namespace assets

@@ -28,7 +28,9 @@ juce::Image makeSheet(const assets::Context& context, int scale)
     std::vector<Item> items;
     for (const auto& f : files)
     {
-        if (f.getFileName().contains("@"))
+        // The reels and backgrounds are larger than the page: the face's own
+        // snapshots in ui_tests show them.
+        if (f.getFileName().contains("@") || f.getFileName().contains("x180") || f.getFileName().startsWith("_bkg_"))
             continue;
         const auto name = f.getRelativePathFrom(context.folder).upToLastOccurrenceOf(".png", false, false);
         const auto file = scale == 1 ? f : f.getSiblingFile(f.getFileNameWithoutExtension() + "@2x.png");
@@ -126,6 +128,8 @@ int run(int argc, char** argv)
         assets::drawKeys(context);
         assets::drawSwitches(context);
         assets::drawTopBar(context);
+        assets::drawBackgrounds(context);
+        assets::drawReels(context);
         if (sheet != juce::File())
             writeSheet(context, sheet);
     }
