@@ -216,6 +216,27 @@ TEST_P(HostThreads, AKnobDraggedInTheEditorReachesTheHostInOneGesture)
     EXPECT_FLOAT_EQ(ears.values.back(), shown);
 }
 
+// A musician opens and closes the window again and again: each time it
+// comes up at its size and paints, and closing leaves nothing behind (the
+// sanitizer build's leak check runs at exit).
+TEST_P(HostThreads, TheEditorOpensAndClosesTwentyTimes)
+{
+    auto hosted = prepared();
+    ASSERT_NE(hosted, nullptr);
+    for (int round = 0; round < 20; ++round)
+    {
+        std::unique_ptr<juce::AudioProcessorEditor> editor(hosted->createEditorIfNeeded());
+        ASSERT_NE(editor, nullptr) << "round " << round;
+        editor->addToDesktop(0);
+        editor->setVisible(true);
+        pumpMessages();
+        EXPECT_EQ(editor->getWidth(), 1130) << "round " << round;
+        EXPECT_TRUE(editor->getHeight() == 435 || editor->getHeight() == 656) << editor->getHeight();
+        editor.reset();
+        pumpMessages();
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Binaries, HostThreads, builtFormats(), formatName);
 
 } // namespace

@@ -176,6 +176,20 @@ TEST_F(RendererCommand, SaysWhatIsWrongExitsNonZeroAndLeavesNoPartialOutput)
     EXPECT_TRUE(parameters.contains("Delay") && parameters.contains("2.00 ms .. 1.00 s") && parameters.contains("Manual | LFO")) << parameters;
 }
 
+// The window's picture: its two heights, at the scale asked, with no display needed.
+TEST(RendererSnapshot, DrawsTheWindowAtItsHeightAndScale)
+{
+    juce::TemporaryFile collapsed(".png"), expanded(".png");
+    const auto small = runRenderer({ "--snapshot", collapsed.getFile().getFullPathName(), "--quiet", "--set", "FlangeMode=Manual" });
+    const auto large = runRenderer({ "--snapshot", expanded.getFile().getFullPathName(), "--quiet", "--expanded", "--scale", "2" });
+    ASSERT_EQ(small.exitCode, 0) << small.text;
+    ASSERT_EQ(large.exitCode, 0) << large.text;
+    const auto a = juce::ImageFileFormat::loadFrom(collapsed.getFile()), b = juce::ImageFileFormat::loadFrom(expanded.getFile());
+    EXPECT_EQ(a.getBounds(), juce::Rectangle<int>(1130, 435));
+    EXPECT_EQ(b.getBounds(), juce::Rectangle<int>(2260, 1312));
+    EXPECT_EQ(runRenderer({ "--snapshot", collapsed.getFile().getFullPathName(), "in.wav" }).exitCode, exitUsage);
+}
+
 TEST_F(RendererCommand, WritesTheFormatsRatesTailAndPictureAsked)
 {
     const auto in = writeInput(folder.getChildFile("in.flac"), 24000, 24);

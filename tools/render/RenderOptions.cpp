@@ -36,6 +36,13 @@ Files:
   --block N               block size handed to the effect (default 512)
   --quiet                 no progress and no summary
 
+Picture:
+  --snapshot FILE.png     draw the plug-in's window with the settings above
+                          instead of rendering audio
+  --expanded              with the tape settings shown (default: collapsed)
+  --lfo-settings          with the LFO settings shown
+  --scale N               pixels per point, 1 to 4 (default 1)
+
 Demo:
   --demo                  render a built-in demo (plucked chords and hi-hats)
   --dry FILE              with --demo, also write the unprocessed demo
@@ -176,6 +183,10 @@ const std::vector<Option>& options()
         { "--position", nullptr, nullptr, [](O& o, const S& v, S& e) { return ranged("--position", v, 0.0, 1.0e7, o.positionBeats, e); } },
         { "--tail", nullptr, nullptr, [](O& o, const S& v, S& e) { return ranged("--tail", v, 0.0, 600.0, o.tailSeconds, e); } },
         { "--block", nullptr, nullptr, [](O& o, const S& v, S& e) { return ranged("--block", v, 1, 65536, o.block, e); } },
+        { "--snapshot", nullptr, nullptr, [](O& o, const S& v, S&) { o.snapshot = v; o.action = O::Action::snapshot; return true; } },
+        { "--expanded", nullptr, [](O& o) { o.expanded = true; }, nullptr },
+        { "--lfo-settings", nullptr, [](O& o) { o.lfoSettings = true; }, nullptr },
+        { "--scale", nullptr, nullptr, [](O& o, const S& v, S& e) { return ranged("--scale", v, 1.0, 4.0, o.scale, e); } },
     };
     return table;
 }
@@ -218,6 +229,11 @@ std::optional<RenderOptions> parseArguments(const juce::StringArray& args, juce:
             positional.add(a);
     }
 
+    if (o.action == RenderOptions::Action::snapshot && !positional.isEmpty())
+    {
+        error = "--snapshot takes no audio files";
+        return {};
+    }
     if (o.action != RenderOptions::Action::render)
         return o;
     if (o.demo && positional.size() == 1)

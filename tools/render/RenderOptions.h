@@ -19,7 +19,7 @@ enum ExitCode
 
 struct RenderOptions
 {
-    enum class Action { render, help, version, listPresets, listParameters };
+    enum class Action { render, snapshot, help, version, listPresets, listParameters };
     Action action = Action::render;
 
     juce::String input, output, dry, plot;
@@ -37,6 +37,10 @@ struct RenderOptions
     double positionBeats = 0.0;
     int numerator = 4, denominator = 4;
     bool quiet = false;
+
+    juce::String snapshot; // a PNG of the window instead of audio
+    bool expanded = false, lfoSettings = false;
+    double scale = 1.0;
 };
 
 // Reads the command line; on failure returns nothing and says why.

@@ -5,6 +5,7 @@
 #include "OfflineRenderer.h"
 #include "Plot.h"
 #include "RenderOptions.h"
+#include "Snapshot.h"
 
 #include "plugin/ReelwarpPlugin.h"
 
@@ -59,6 +60,16 @@ int run(const RenderOptions& options)
     juce::String error;
     if (!applySettings(effect, options, error))
         return fail(exitUsage, error);
+    if (options.action == RenderOptions::Action::snapshot)
+    {
+        if (!options.snapshot.endsWithIgnoreCase(".png"))
+            return fail(exitUsage, "--snapshot writes a .png file, not " + options.snapshot);
+        if (!writeSnapshot(plugin, fileOf(options.snapshot), options, error))
+            return fail(exitFailed, error);
+        if (!options.quiet)
+            std::cout << "Picture: " << fileOf(options.snapshot).getFullPathName() << "\n";
+        return exitOk;
+    }
 
     const auto outFile = fileOf(options.output);
     const auto format = formatFor(outFile, options.format);
