@@ -237,6 +237,40 @@ TEST_P(HostThreads, TheEditorOpensAndClosesTwentyTimes)
     }
 }
 
+// The face open with every display live, the meters' monitors included,
+// while two seconds of audio play: the blocks allocate and free nothing,
+// however the message thread paints between them. (The hosts' own classes
+// take locks of their own in a block, so locks are not counted here.)
+TEST_P(HostThreads, TheAudioStaysCleanWhileTheFacePaintsItsDisplays)
+{
+    constexpr double rate = 48000.0;
+    constexpr int block = 512;
+    auto hosted = prepared(rate, block);
+    ASSERT_NE(hosted, nullptr);
+    juce::AudioBuffer<float> buffer(2, block);
+    playTestSignal(*hosted, buffer, 0, rate);
+    std::unique_ptr<juce::AudioProcessorEditor> editor(hosted->createEditorIfNeeded());
+    ASSERT_NE(editor, nullptr);
+    editor->addToDesktop(0);
+    editor->setVisible(true);
+    pumpMessages();
+    playTestSignal(*hosted, buffer, block, rate); // the monitors the meters asked for get their first block
+    AllocationCounter::forgetSites();
+    size_t violations = 0;
+    for (int b = 2; b < (int) (2.0 * rate) / block; ++b)
+    {
+        {
+            const AllocationCounter counter;
+            ASSERT_TRUE(playTestSignal(*hosted, buffer, (int64_t) b * block, rate));
+            violations += counter.count() + counter.frees();
+        }
+        if (b % 4 == 0)
+            juce::MessageManager::getInstance()->runDispatchLoopUntil(2); // the displays' timers and paints
+    }
+    editor.reset();
+    EXPECT_EQ(violations, 0u) << AllocationCounter::violationSites();
+}
+
 INSTANTIATE_TEST_SUITE_P(Binaries, HostThreads, builtFormats(), formatName);
 
 } // namespace
