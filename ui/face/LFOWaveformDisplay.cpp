@@ -1,37 +1,17 @@
 #include "ui/face/LFOWaveformDisplay.h"
 
 #include "tape/ReelwarpParameters.h"
+#include "tape/dsp/Lfo.h"
 
 #include <cmath>
 
 namespace qel
 {
 
+// The effect's own LFO: the curve shows what the decks run.
 float lfoShape(float x, float phase, float shape, float symmetry, float swing)
 {
-    const float a = swing * 0.33333334f;
-    float t = std::fmod(2.0f * x, 4.0f) * 0.5f - 1.0f;
-    if (a != 0.0f)
-        t = t > a ? (t - a) / (1.0f - a) : (t - a) / (a + 1.0f);
-    float u = std::fmod((symmetry + 1.0f) * 0.5f - 2.0f * phase + 2.0f * t + 4.0f, 2.0f) - 1.0f;
-    if (symmetry != 0.0f)
-    {
-        // At the ends the ramp has one side only: those divisions would be by 0.
-        if (symmetry < -0.999999f)
-            u = (u + 1.0f) * 0.5f;
-        else if (symmetry > 0.999999f)
-            u = (u - 1.0f) * 0.5f;
-        else if (u >= symmetry)
-            u = (u - symmetry) / (1.0f - symmetry);
-        else
-            u = (u - symmetry) / (symmetry + 1.0f);
-    }
-    u = std::abs(u);
-    const float e = std::pow((shape + 1.0f) / (1.0f - shape), 1.41f);
-    const float v = u * 0.99f;
-    if (v > 0.495f)
-        return std::pow((0.995f - v) * 2.0f, e) - 1.0f;
-    return 1.0f - std::pow(u * 1.98f + 0.01f, e);
+    return lfoValue(x, phase, shape, symmetry, swing);
 }
 
 float lfoShapeNormaliser(float shape)
