@@ -5,31 +5,57 @@
 #include <juce_graphics/juce_graphics.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <map>
 #include <vector>
 
 namespace
 {
 
-// Every file of resources/ comes back through the embedded archive with the same bytes.
-TEST(ResourceArchive, HoldsEveryFileOfTheResourcesFolder)
+struct ResourceArchive : ::testing::Test
 {
-    const auto archive = qel::embeddedResourceArchive();
-    qel::ResourceFS fs(archive.data, archive.size);
+    qel::EmbeddedArchive archive = qel::embeddedResourceArchive();
+    qel::ResourceFS fs { archive.data, archive.size };
+    juce::ZipFile zip { new juce::MemoryInputStream(archive.data, archive.size, false), true };
+
+    std::unique_ptr<juce::InputStream> open(const juce::String& path) const
+    {
+        return fs.createInputStream(qel::Path("$Resource/resource/" + path));
+    }
+    juce::Image png(const juce::String& name) const
+    {
+        auto stream = open("assets/" + name);
+        juce::PNGImageFormat format;
+        if (stream == nullptr || !format.canUnderstand(*stream))
+            return {};
+        stream->setPosition(0);
+        return format.decodeImage(*stream);
+    }
+};
+
+// Every file of resources/ comes back with the same bytes, the font's licence among
+// them; entries in name order under one time stamp, so any build makes the same bytes.
+TEST_F(ResourceArchive, HoldsEveryResourceFileInAReproducibleZip)
+{
     ASSERT_TRUE(fs.isValid()) << fs.getMessage();
     const juce::File folder(REELWARP_RESOURCES_DIR);
     const auto files = folder.findChildFiles(juce::File::findFiles, true, "*");
     ASSERT_FALSE(files.isEmpty());
     for (const auto& f : files)
     {
-        const auto path = qel::Path("$Resource/resource/" + f.getRelativePathFrom(folder));
-        auto stream = fs.createInputStream(path);
-        ASSERT_NE(stream, nullptr) << path.toString();
+        auto stream = open(f.getRelativePathFrom(folder));
+        ASSERT_NE(stream, nullptr) << f.getRelativePathFrom(folder);
         juce::MemoryBlock expected, got;
         f.loadFileAsData(expected);
         stream->readIntoMemoryBlock(got);
-        EXPECT_EQ(got, expected) << path.toString();
+        EXPECT_EQ(got, expected) << f.getRelativePathFrom(folder);
+    }
+    auto licence = open("fonts/Lato-Light-LICENSE.txt");
+    ASSERT_NE(licence, nullptr);
+    EXPECT_TRUE(licence->readEntireStreamAsString().contains("Open Font License"));
+    for (int i = 1; i < zip.getNumEntries(); ++i)
+    {
+        EXPECT_LT(zip.getEntry(i - 1)->filename.compare(zip.getEntry(i)->filename), 0);
+        EXPECT_EQ(zip.getEntry(i)->fileTime, zip.getEntry(0)->fileTime);
     }
 }
 
@@ -54,66 +80,22 @@ std::vector<ImageSize> faceImages()
     for (const auto& b : fourStates)
         for (const auto* state : { "-off", "-on", "-off-over", "-on-over" })
             images.push_back({ b.name + state, b.w, b.h });
-    const ImageSize twoStates[] = { { "b_burger", 35, 26 }, { "b_nav-prev", 16, 26 }, { "b_nav-next", 16, 26 } };
-    for (const auto& b : twoStates)
+    for (const ImageSize& b : { ImageSize { "b_burger", 35, 26 }, { "b_nav-prev", 16, 26 }, { "b_nav-next", 16, 26 } })
         for (const auto* state : { "-off", "-on" })
             images.push_back({ b.name + state, b.w, b.h });
-    for (const auto* ab : { "b_ab-off", "b_ab-off-over", "b_ab-a-off", "b_ab-b-off" })
-        images.push_back({ ab, 47, 26 });
-    // A strip's name gives its frame, "_WxHxFRAMES", and the frames stand one above another.
-    for (const auto* strip : { "k_black-large_44x44x129", "k_black-small_28x28x129", "k_grey_26x26x129", "k_17x17x129" })
-    {
-        juce::StringArray size;
-        size.addTokens(juce::String(strip).fromLastOccurrenceOf("_", false, false), "x", "");
-        images.push_back({ strip, size[0].getIntValue(), size[1].getIntValue() * size[2].getIntValue() });
-    }
     for (const auto* panel : { "lfo", "lfo-edit", "manual" })
-    {
-        images.push_back({ juce::String("_flanger/_bkg_") + panel + "_max", 1130, 656 });
-        images.push_back({ juce::String("_flanger/_bkg_") + panel + "_min", 1130, 435 });
-    }
-    // The reels come at 1x only, opaque: 23 MB each decoded, where their @2x would hold 120 MB.
-    for (const auto* reel : { "_flanger/k_reel-flanger-L_166x255x180", "_flanger/k_reel-flanger-R_166x255x180" })
-        images.push_back({ reel, 166, 255 * 180, false });
+        for (const auto& [end, h] : { std::pair { "_max", 656 }, { "_min", 435 } })
+            images.push_back({ juce::String("_flanger/_bkg_") + panel + end, 1130, h });
+    images.insert(images.end(), {
+        { "b_ab-off", 47, 26 }, { "b_ab-off-over", 47, 26 }, { "b_ab-a-off", 47, 26 }, { "b_ab-b-off", 47, 26 },
+        // Knob strips: 129 square frames, one above another.
+        { "k_black-large_44x44x129", 44, 44 * 129 }, { "k_black-small_28x28x129", 28, 28 * 129 },
+        { "k_grey_26x26x129", 26, 26 * 129 }, { "k_17x17x129", 17, 17 * 129 },
+        // The reels come at 1x only: 23 MB each decoded, where their @2x would hold 120 MB.
+        { "_flanger/k_reel-flanger-L_166x255x180", 166, 255 * 180, false },
+        { "_flanger/k_reel-flanger-R_166x255x180", 166, 255 * 180, false },
+    });
     return images;
-}
-
-juce::Image loadPng(const qel::ResourceFS& fs, const juce::String& path)
-{
-    auto stream = fs.createInputStream(qel::Path("$Resource/resource/assets/" + path));
-    juce::PNGImageFormat png;
-    if (stream == nullptr || !png.canUnderstand(*stream))
-        return {};
-    stream->setPosition(0);
-    return png.decodeImage(*stream);
-}
-
-TEST(ResourceArchive, HoldsEveryImageOfTheFaceAtBothScalesAndNoOther)
-{
-    const auto archive = qel::embeddedResourceArchive();
-    qel::ResourceFS fs(archive.data, archive.size);
-    const auto images = faceImages();
-    int expectedFiles = 0;
-    for (const auto& image : images)
-        for (const int scale : { 1, 2 })
-        {
-            if (scale == 2 && !image.hasTwin)
-            {
-                EXPECT_FALSE(loadPng(fs, image.name + "@2x.png").isValid()) << image.name;
-                continue;
-            }
-            ++expectedFiles;
-            const auto path = image.name + (scale == 2 ? "@2x.png" : ".png");
-            const auto png = loadPng(fs, path);
-            ASSERT_TRUE(png.isValid()) << path;
-            EXPECT_EQ(png.getWidth(), image.w * scale) << path;
-            EXPECT_EQ(png.getHeight(), image.h * scale) << path;
-        }
-    juce::ZipFile zip(new juce::MemoryInputStream(archive.data, archive.size, false), true);
-    int pngs = 0;
-    for (int i = 0; i < zip.getNumEntries(); ++i)
-        pngs += zip.getEntry(i)->filename.startsWith("resource/assets/") && zip.getEntry(i)->filename.endsWith(".png");
-    EXPECT_EQ(pngs, expectedFiles);
 }
 
 // The mean difference, per channel of premultiplied pixels, between an image and
@@ -124,15 +106,14 @@ double meanScaleDifference(const juce::Image& one, const juce::Image& two)
     for (int y = 0; y < one.getHeight(); ++y)
         for (int x = 0; x < one.getWidth(); ++x)
         {
-            int sum[4] = {};
+            const auto p = one.getPixelAt(x, y).getPixelARGB();
+            double sum[4] = { -4.0 * p.getAlpha(), -4.0 * p.getRed(), -4.0 * p.getGreen(), -4.0 * p.getBlue() };
             for (int i = 0; i < 4; ++i)
             {
-                const auto p = two.getPixelAt(2 * x + (i & 1), 2 * y + (i >> 1)).getPixelARGB();
-                sum[0] += p.getAlpha(), sum[1] += p.getRed(), sum[2] += p.getGreen(), sum[3] += p.getBlue();
+                const auto q = two.getPixelAt(2 * x + (i & 1), 2 * y + (i >> 1)).getPixelARGB();
+                sum[0] += q.getAlpha(), sum[1] += q.getRed(), sum[2] += q.getGreen(), sum[3] += q.getBlue();
             }
-            const auto p = one.getPixelAt(x, y).getPixelARGB();
-            total += std::abs(sum[0] / 4.0 - p.getAlpha()) + std::abs(sum[1] / 4.0 - p.getRed())
-                   + std::abs(sum[2] / 4.0 - p.getGreen()) + std::abs(sum[3] / 4.0 - p.getBlue());
+            total += (std::abs(sum[0]) + std::abs(sum[1]) + std::abs(sum[2]) + std::abs(sum[3])) / 4.0;
         }
     return total / (4.0 * one.getWidth() * one.getHeight());
 }
@@ -146,100 +127,67 @@ bool samePixels(const juce::Image& a, const juce::Image& b)
     return true;
 }
 
-// @2x is the same drawing at twice the detail, and a button's states all look apart.
-TEST(ResourceArchive, ImagesMatchAcrossScalesAndStatesLookApart)
+// Pixels of a knob frame in the accent purple, 0x785991: its lit arc.
+int litPixels(const juce::Image& strip, int frame)
 {
-    const auto archive = qel::embeddedResourceArchive();
-    qel::ResourceFS fs(archive.data, archive.size);
+    const int size = strip.getWidth();
+    int count = 0;
+    for (int y = frame * size; y < (frame + 1) * size; ++y)
+        for (int x = 0; x < size; ++x)
+        {
+            const auto c = strip.getPixelAt(x, y);
+            count += c.getAlpha() > 230 && std::abs(c.getRed() - 0x78) < 12 && std::abs(c.getGreen() - 0x59) < 12
+                  && std::abs(c.getBlue() - 0x91) < 12;
+        }
+    return count;
+}
+
+// Each image at 1x and @2x in its component's size and no other PNG; @2x is the
+// same drawing; a button's states look apart; a knob's arc grows with its value;
+// a reel turns from frame to frame over a still tape path.
+TEST_F(ResourceArchive, HoldsEveryImageOfTheFaceAtBothScalesAndNoOther)
+{
+    int expectedFiles = 0;
     std::map<juce::String, std::vector<juce::Image>> statesOf;
     for (const auto& image : faceImages())
     {
-        const auto one = loadPng(fs, image.name + ".png");
-        if (image.hasTwin)
-            EXPECT_LT(meanScaleDifference(one, loadPng(fs, image.name + "@2x.png")), 4.0) << image.name;
-        for (const auto* state : { "-off", "-on", "-off-over", "-on-over" })
+        const auto one = png(image.name + ".png"), two = png(image.name + "@2x.png");
+        ASSERT_TRUE(one.isValid()) << image.name;
+        EXPECT_EQ(one.getBounds(), juce::Rectangle<int>(image.w, image.h)) << image.name;
+        expectedFiles += image.hasTwin ? 2 : 1;
+        if (!image.hasTwin)
+            EXPECT_FALSE(two.isValid()) << image.name;
+        else
+        {
+            EXPECT_EQ(two.getBounds(), juce::Rectangle<int>(2 * image.w, 2 * image.h)) << image.name;
+            EXPECT_LT(meanScaleDifference(one, two), 4.0) << image.name;
+        }
+        for (const juce::String state : { "-off", "-on", "-off-over", "-on-over" })
             if (image.name.endsWith(state))
-                statesOf[image.name.dropLastCharacters((int) strlen(state))].push_back(one);
+                statesOf[image.name.dropLastCharacters(state.length())].push_back(one);
+        if (image.name.startsWith("k_") && !image.name.startsWith("k_grey"))
+        {
+            const int lit[] = { litPixels(one, 0), litPixels(one, 64), litPixels(one, 128) };
+            // The arc grows with the value, and a full one is many pixels long.
+            EXPECT_TRUE(lit[0] < lit[1] && lit[1] < lit[2] && lit[2] > image.w)
+                << image.name << ": " << lit[0] << ", " << lit[1] << ", " << lit[2];
+        }
+        if (!image.hasTwin) // a reel: its top 170 rows turn, the tape path below stands
+            for (const int n : { 1, 45, 179 })
+            {
+                auto frame = [&](int f, int top, int h) { return one.getClippedImage({ 0, f * 255 + top, 166, h }); };
+                EXPECT_FALSE(samePixels(frame(0, 0, 170), frame(n, 0, 170))) << image.name << " frame " << n;
+                EXPECT_TRUE(samePixels(frame(0, 170, 85), frame(n, 170, 85))) << image.name << " frame " << n;
+            }
     }
     for (const auto& [button, states] : statesOf)
         for (size_t i = 0; i < states.size(); ++i)
             for (size_t j = i + 1; j < states.size(); ++j)
                 EXPECT_FALSE(samePixels(states[i], states[j])) << button << " states " << i << " and " << j;
-}
-
-// A reel turns from frame to frame; the tape path below it stands still.
-TEST(ResourceArchive, ReelFramesTurnTheReelAndKeepTheTapePath)
-{
-    const auto archive = qel::embeddedResourceArchive();
-    qel::ResourceFS fs(archive.data, archive.size);
-    for (const auto* side : { "L", "R" })
-    {
-        const auto strip = loadPng(fs, juce::String("_flanger/k_reel-flanger-") + side + "_166x255x180.png");
-        ASSERT_TRUE(strip.isValid()) << side;
-        auto frame = [&](int n, int top, int height) { return strip.getClippedImage({ 0, n * 255 + top, 166, height }); };
-        for (const int n : { 1, 45, 179 })
-        {
-            EXPECT_FALSE(samePixels(frame(0, 0, 170), frame(n, 0, 170))) << side << " frame " << n;
-            EXPECT_TRUE(samePixels(frame(0, 170, 85), frame(n, 170, 85))) << side << " frame " << n;
-        }
-    }
-}
-
-// Entries in name order and one time stamp: the archive is the same bytes from any build.
-TEST(ResourceArchive, IsSortedWithOneTimeStamp)
-{
-    const auto archive = qel::embeddedResourceArchive();
-    juce::ZipFile zip(new juce::MemoryInputStream(archive.data, archive.size, false), true);
-    ASSERT_GT(zip.getNumEntries(), 1);
-    for (int i = 1; i < zip.getNumEntries(); ++i)
-    {
-        EXPECT_LT(zip.getEntry(i - 1)->filename.compare(zip.getEntry(i)->filename), 0);
-        EXPECT_EQ(zip.getEntry(i)->fileTime, zip.getEntry(0)->fileTime);
-    }
-}
-
-TEST(ResourceArchive, HoldsTheFontWithItsLicence)
-{
-    const auto archive = qel::embeddedResourceArchive();
-    qel::ResourceFS fs(archive.data, archive.size);
-    juce::MemoryBlock font;
-    auto stream = fs.createInputStream(qel::Path("$Resource/resource/fonts/Lato-Light.ttf"));
-    ASSERT_NE(stream, nullptr);
-    stream->readIntoMemoryBlock(font);
-    const auto typeface = juce::Typeface::createSystemTypefaceFor(font.getData(), font.getSize());
-    ASSERT_NE(typeface, nullptr);
-    EXPECT_TRUE(typeface->getName().startsWith("Lato")) << typeface->getName();
-    auto licence = fs.createInputStream(qel::Path("$Resource/resource/fonts/Lato-Light-LICENSE.txt"));
-    ASSERT_NE(licence, nullptr);
-    EXPECT_TRUE(licence->readEntireStreamAsString().contains("Open Font License"));
-}
-
-// A knob's lit arc, in the accent purple, grows with the frame's value.
-TEST(ResourceArchive, AKnobStripLightsMoreOfItsArcFrameByFrame)
-{
-    const auto archive = qel::embeddedResourceArchive();
-    qel::ResourceFS fs(archive.data, archive.size);
-    const auto accent = juce::Colour(0xff785991);
-    for (const auto* strip : { "k_black-large_44x44x129", "k_black-small_28x28x129", "k_17x17x129" })
-    {
-        const auto image = loadPng(fs, juce::String(strip) + ".png");
-        ASSERT_TRUE(image.isValid()) << strip;
-        const int size = image.getWidth();
-        const auto lit = [&](int frame) {
-            int count = 0;
-            for (int y = frame * size; y < (frame + 1) * size; ++y)
-                for (int x = 0; x < size; ++x)
-                {
-                    const auto c = image.getPixelAt(x, y);
-                    count += c.getAlpha() > 230 && std::abs(c.getRed() - accent.getRed()) < 12
-                          && std::abs(c.getGreen() - accent.getGreen()) < 12 && std::abs(c.getBlue() - accent.getBlue()) < 12;
-                }
-            return count;
-        };
-        EXPECT_LT(lit(0), lit(64)) << strip;
-        EXPECT_LT(lit(64), lit(128)) << strip;
-        EXPECT_GT(lit(128), size) << strip; // a full arc is many pixels long
-    }
+    int pngs = 0;
+    for (int i = 0; i < zip.getNumEntries(); ++i)
+        pngs += zip.getEntry(i)->filename.startsWith("resource/assets/") && zip.getEntry(i)->filename.endsWith(".png");
+    EXPECT_EQ(pngs, expectedFiles);
 }
 
 // The probe's output for one command, in a process of its own.
@@ -258,11 +206,7 @@ struct Settings : ::testing::Test
 {
     juce::File config = juce::File::createTempFile("reelwarp-settings");
 
-    void SetUp() override
-    {
-        config.createDirectory();
-        setenv("XDG_CONFIG_HOME", config.getFullPathName().toRawUTF8(), 1);
-    }
+    void SetUp() override { config.createDirectory(), setenv("XDG_CONFIG_HOME", config.getFullPathName().toRawUTF8(), 1); }
     void TearDown() override { config.deleteRecursively(); }
     juce::File store() const { return config.getChildFile("QEL/Reel Warp/settings.xml"); }
 };

@@ -11,7 +11,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 
 namespace
@@ -47,10 +46,7 @@ struct DisplaysOnAProcessor : ::testing::Test
     {
         float block[2][256];
         for (int i = 0; i < 256; ++i)
-        {
-            block[0][i] = left * static_cast<float>(std::sin(i * 0.1));
-            block[1][i] = right * static_cast<float>(std::sin(i * 0.1));
-        }
+            block[0][i] = left * std::sin(i * 0.1f), block[1][i] = right * std::sin(i * 0.1f);
         float* channels[2] { block[0], block[1] };
         bus.setChannels(channels);
         bus.clearSilent();
@@ -59,8 +55,7 @@ struct DisplaysOnAProcessor : ::testing::Test
     }
 };
 
-// A wrong parameter behind a field shows here as a value that does not
-// arrive; the flange also follows deck B until the processor goes.
+// A wrong parameter behind a field shows as a value that does not arrive.
 TEST_F(DisplaysOnAProcessor, EachDisplayHearsItsOwnParametersAndTheFlangeDeckB)
 {
     qel::RecordResponseDisplay record(proxy, "/Reelwarp");
@@ -118,15 +113,13 @@ TEST_F(DisplaysOnAProcessor, MetersReadEachChannelsPeakAtTheirEnd)
     set(ReelwarpParameter::Mix, 0.0f); // the dry line only: silence for its first 60 ms
     qel::AudioMeter input(proxy, "/Reelwarp", 0);
     qel::AudioMeter output(proxy, "/Reelwarp", 1);
-    input.setSize(5, 264);
-    output.setSize(5, 264);
+    input.setSize(5, 264), output.setSize(5, 264);
     EXPECT_TRUE(input.isMetering());
     ASSERT_EQ(input.getNumBars(), 2);
 
     render(0.5f, 0.1f);
     auto monitor = processor->getAudioMonitor();
-    input.takePeaks();
-    output.takePeaks();
+    input.takePeaks(), output.takePeaks();
     // -6 dB fills 0.85 of the bar, -20 dB half of it.
     EXPECT_NEAR(input.getBar(0).getBallistics().shown, 0.85f * 264.0f, 1.0f);
     EXPECT_NEAR(input.getBar(1).getBallistics().shown, 0.5f * 264.0f, 1.0f);

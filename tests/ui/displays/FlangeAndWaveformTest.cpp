@@ -19,22 +19,15 @@ TEST(FlangeDisplay, LinesCoincideAtRestMirrorWhenInvertedAndPartByTheDecksPositi
 {
     const float w = 271.0f;
     const double depthShift = 0.006 * 26.666666666666667 * w;
-    qel::FlangeLines lines { 0.006f, false, 0.0f };
+    qel::FlangeLines lines { 0.006f, false, 0.0f }, inverted { 0.006f, true, 0.0f }, apart { 0.006f, false, 1.0f };
     for (float x = 0.0f; x <= w; x += 0.25f)
     {
         ASSERT_NEAR(lines.firstLevel(x, w), sineLevel(x, w, depthShift), 1e-4) << x;
         ASSERT_EQ(lines.secondLevel(x, w), lines.firstLevel(x, w)) << x;
+        ASSERT_NEAR(inverted.secondLevel(x, w), 1.0f - inverted.firstLevel(x, w), 1e-6) << x;
+        // Deck B at one end: the second line lies twice the depth's shift along.
+        ASSERT_NEAR(apart.secondLevel(x, w), sineLevel(x, w, 2.0 * depthShift), 1e-4) << x;
     }
-
-    lines.phaseInvert = true;
-    for (float x = 0.0f; x <= w; x += 0.25f)
-        ASSERT_NEAR(lines.secondLevel(x, w), 1.0f - lines.firstLevel(x, w), 1e-6) << x;
-
-    // Deck B at one end: the second line lies twice the depth's shift along.
-    lines.phaseInvert = false;
-    lines.relativeDelay = 1.0f;
-    for (float x = 0.0f; x <= w; x += 3.25f)
-        ASSERT_NEAR(lines.secondLevel(x, w), sineLevel(x, w, 2.0 * depthShift), 1e-4) << x;
 }
 
 double sineAt(size_t i) { return std::sin(0.25 * static_cast<double>(i) * fourPi / 201.0); }
@@ -43,18 +36,14 @@ double sineAt(size_t i) { return std::sin(0.25 * static_cast<double>(i) * fourPi
 // so the same values draw the same line; with the tape off, the plain sine.
 TEST(MagneticWaveformDisplay, DrawsTheSameSettledLoopEveryTimeAndThePlainSineWhenOff)
 {
-    qel::MagneticWaveform values;
-    values.hardness = 0.1f;
-    values.resistance = 0.4f;
-    values.on = true;
-    qel::MagneticWaveformDisplay display(values);
+    qel::MagneticWaveform model;
+    model.hardness = 0.1f, model.resistance = 0.4f, model.on = true;
+    qel::MagneticWaveformDisplay display(model);
     EXPECT_TRUE(display.makePath(201.0f, 59.0f) == display.makePath(201.0f, 59.0f));
 
-    qel::MagneticWaveform model = values;
     const auto settled = model.compute(201.0f);
     ASSERT_EQ(settled.size(), 805u);
-    // Not the plain sine: the high-pass leads it and takes some of its swing.
-    double worst = 0.0;
+    double worst = 0.0; // not the plain sine: the high-pass leads it and takes some of its swing
     for (size_t i = 0; i < settled.size(); ++i)
         worst = std::max(worst, std::fabs(settled[i] - sineAt(i)));
     EXPECT_GT(worst, 0.1);

@@ -17,12 +17,10 @@ TEST(ScrollCurve, HoldsAWidthOfValuesDropsTheOldestAndDrawsTheNewestAtTheRightEd
     const int c = chart.addCurve();
     chart.setStep(c, 2.0f);
     chart.setRange(c, -1.0f, 1.0f);
-    ASSERT_EQ(chart.getCapacity(c), 139u); // 138 steps across, one cut at the left edge
-
     for (int i = 0; i < 150; ++i)
         chart.push(c, static_cast<float>(i) / 150.0f);
     const auto held = chart.getValues(c);
-    ASSERT_EQ(held.size(), 139u);
+    ASSERT_EQ(held.size(), 139u); // 138 steps across, one cut at the left edge
     EXPECT_EQ(held.front(), 11.0f / 150.0f);
     EXPECT_EQ(held.back(), 149.0f / 150.0f);
 
@@ -55,7 +53,6 @@ TEST(SpeedCurveFeed, PushesTheMaximumOfEachWholeTenMilliseconds)
     const int c = chart.addCurve();
     qel::SpeedCurveFeed feed;
     feed.setRing(ring);
-    EXPECT_EQ(feed.feed(chart, c, 0.0), 0) << "no sample rate yet";
     EXPECT_EQ(feed.feed(chart, c, 44100.0), 3);
     EXPECT_EQ(chart.getValues(c), (std::vector<float> { 0.0f, 0.3f, 0.0f }));
     EXPECT_EQ(ring->available(), 200u);
