@@ -3,6 +3,7 @@
 #include "element/ElementFileValues.h"
 #include "element/ElementRegistry.h"
 #include "files/VFSHolder.h"
+#include "tape/ReelwarpParameters.h"
 
 #include <tinyxml2.h>
 
@@ -24,6 +25,14 @@ PresetKind PresetKind::whole()
 PresetKind PresetKind::tape(std::vector<uint32_t> ids)
 {
     return { "TapePresetPath", {}, false, std::move(ids) };
+}
+
+PresetKind PresetKind::reelwarpTape()
+{
+    std::vector<uint32_t> ids;
+    for (const auto p : tapePresetParameters)
+        ids.push_back(reelwarpParameterId(p));
+    return tape(std::move(ids));
 }
 
 bool readXmlDocument(const Path& path, tinyxml2::XMLDocument& document)
@@ -81,9 +90,7 @@ bool applyPreset(Element& element, tinyxml2::XMLElement& xml, int version, const
         const auto id = binding.id();
         if (!kind.takes(id) || isParameterLocked(element, id))
             return;
-        auto value = readFileValue(element, binding, xml);
-        if (!value.present)
-            return; // a preset that lacks a parameter leaves it alone
+        auto value = readFileValue(element, binding, xml); // absent or unreadable: the default
         if (value.readable && binding.valueType() == ValueType::floatValue)
             value.number = element.convertPresetValue(id, value.number, version);
         applyFileValue(element, binding, value);
@@ -97,11 +104,33 @@ bool applyPreset(Element& element, tinyxml2::XMLElement& xml, int version, const
 
 namespace
 {
-void writePreset(Element& element, tinyxml2::XMLDocument& document)
+// The element below a root of this name; the A/B memory stays out, so that
+// neither a preset file nor the memory itself carries it.
+tinyxml2::XMLElement* writeElement(Element& element, tinyxml2::XMLDocument& document, const char* rootName)
 {
-    auto* root = document.NewElement("ModulePreset");
+    auto* root = document.NewElement(rootName);
     document.InsertEndChild(root);
     element.save(*root, {});
+    auto* xml = root->FirstChildElement();
+    if (auto* properties = xml != nullptr ? xml->FirstChildElement("Properties") : nullptr)
+    {
+        properties->DeleteAttribute(abStateProperty);
+        if (properties->FirstAttribute() == nullptr)
+            xml->DeleteChild(properties);
+    }
+    return xml;
+}
+
+void writePreset(Element& element, tinyxml2::XMLDocument& document)
+{
+    writeElement(element, document, "ModulePreset");
+}
+
+String printed(const tinyxml2::XMLDocument& document)
+{
+    tinyxml2::XMLPrinter printer;
+    document.Print(&printer);
+    return String::fromUTF8(printer.CStr(), printer.CStrSize() - 1);
 }
 } // namespace
 
@@ -109,9 +138,7 @@ String presetText(Element& element)
 {
     tinyxml2::XMLDocument document;
     writePreset(element, document);
-    tinyxml2::XMLPrinter printer;
-    document.Print(&printer);
-    return String::fromUTF8(printer.CStr(), printer.CStrSize() - 1);
+    return printed(document);
 }
 
 bool savePresetFile(Element& element, const juce::File& file, const PresetKind& kind, bool keepModified)
@@ -124,6 +151,34 @@ bool savePresetFile(Element& element, const juce::File& file, const PresetKind& 
     if (!keepModified)
         element.clearModified();
     return true;
+}
+
+bool applyDefaultPreset(Element& element, const PresetKind& kind)
+{
+    tinyxml2::XMLDocument document;
+    auto* root = document.NewElement("Module");
+    document.InsertEndChild(root);
+    if (auto fresh = ElementRegistry::instance().create(element.getTypeName()))
+        fresh->save(*root, {});
+    else // no registered maker: an element with no values takes every default
+        root->InsertEndChild(document.NewElement(element.getTypeName().toRawUTF8()));
+    return applyPreset(element, *root->FirstChildElement(), 0x7fffffff, Path(), kind);
+}
+
+void swapABState(Element& element)
+{
+    const juce::ScopedLock guard(element.getLock());
+    tinyxml2::XMLDocument present;
+    writeElement(element, present, "Preset");
+    const auto text = printed(present);
+
+    const auto stored = element.getProperty(abStateProperty).value.value_or(String());
+    tinyxml2::XMLDocument memory;
+    if (stored.isNotEmpty() && memory.Parse(stored.toRawUTF8()) == tinyxml2::XML_SUCCESS)
+        if (const auto* root = memory.RootElement(); root != nullptr && std::strcmp(root->Name(), "Preset") == 0)
+            if (const auto* xml = root->FirstChildElement())
+                element.load(*xml, {}, currentLayoutVersion);
+    element.setProperty(abStateProperty, { text, 1 });
 }
 
 namespace

@@ -31,6 +31,8 @@ struct PresetKind
 
     static PresetKind whole();
     static PresetKind tape(std::vector<uint32_t> ids);
+    // The tape presets of this product: its tape, playback, transport and compander settings.
+    static PresetKind reelwarpTape();
 };
 
 // Preset files above this size are refused unread.
@@ -47,6 +49,14 @@ bool applyPreset(Element& element, tinyxml2::XMLElement& xml, int version, const
 // "ModulePreset" with the element below it, as text with LF line ends.
 String presetText(Element& element);
 bool savePresetFile(Element& element, const juce::File& file, const PresetKind& kind, bool keepModified = false);
+// The values of a fresh element of the same type, as a preset with no path.
+bool applyDefaultPreset(Element& element, const PresetKind& kind);
+
+// The A/B memory: one slot in this property, holding the state not on show.
+constexpr const char* abStateProperty = "ABFxState";
+// Under the element's lock: the present state goes into the slot, and what the
+// slot held, if anything, comes back, locked parameters and properties too.
+void swapABState(Element& element);
 
 // A lock is the element property "<Name>Locked", "1" or "0".
 bool isParameterLocked(const Element& element, uint32_t id);

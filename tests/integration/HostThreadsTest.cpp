@@ -216,6 +216,46 @@ TEST_P(HostThreads, AKnobDraggedInTheEditorReachesTheHostInOneGesture)
     EXPECT_FLOAT_EQ(ears.values.back(), shown);
 }
 
+// The A/B memory lives in the effect's state: a state kept after a first
+// click brings the other memory back in a fresh instance, through its button.
+TEST_P(HostThreads, TheABMemoryTravelsWithTheHostState)
+{
+    const auto clickAB = [](juce::AudioPluginInstance& instance) {
+        std::unique_ptr<juce::AudioProcessorEditor> editor(instance.createEditorIfNeeded());
+        ASSERT_NE(editor, nullptr);
+        editor->addToDesktop(0);
+        editor->setTopLeftPosition(40, 40);
+        editor->setVisible(true);
+        for (int i = 0; i < 20; ++i)
+            pumpMessages();
+        Hand hand;
+        hand.moveTo(editor->getScreenPosition() + juce::Point<int>(874, 29)); // the A/B button of the top bar
+        hand.press(true);
+        hand.press(false);
+        for (int i = 0; i < 20; ++i)
+            pumpMessages();
+        settle(instance, 2);
+    };
+    const auto setMix = [](juce::AudioPluginInstance& instance, float value) {
+        named(instance, "Mix")->setValueNotifyingHost(value);
+        settle(instance, 2);
+    };
+    auto source = prepared(), target = prepared();
+    ASSERT_TRUE(source != nullptr && target != nullptr);
+    setMix(*source, 0.7f);
+    clickAB(*source);
+    setMix(*source, 0.2f);
+    juce::MemoryBlock state;
+    source->getStateInformation(state);
+
+    target->setStateInformation(state.getData(), static_cast<int>(state.getSize()));
+    awaitPostedRestore();
+    settle(*target, 2);
+    EXPECT_NEAR(named(*target, "Mix")->getValue(), 0.2f, 1e-5);
+    clickAB(*target);
+    EXPECT_NEAR(named(*target, "Mix")->getValue(), 0.7f, 1e-5) << "the memory did not come back";
+}
+
 // A musician opens and closes the window again and again: each time it
 // comes up at its size and paints, and closing leaves nothing behind (the
 // sanitizer build's leak check runs at exit).

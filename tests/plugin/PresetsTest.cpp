@@ -1,4 +1,5 @@
 // Preset files: whole and tape presets, locks, old versions, bad files, and every factory preset loaded and rendered.
+#include "element/ParameterRegistry.h"
 #include "files/VFSHolder.h"
 #include "plugin/ReelwarpPlugin.h"
 #include "support/ProcessorHarness.h"
@@ -21,14 +22,6 @@ namespace
 
 using qel::PresetKind;
 using qel::test::ProcessorHarness;
-
-PresetKind tapeKind()
-{
-    std::vector<uint32_t> ids;
-    for (const auto p : qel::tapePresetParameters)
-        ids.push_back(qel::reelwarpParameterId(p));
-    return PresetKind::tape(ids);
-}
 
 // A fresh effect, named as in the plug-in, with a few values of its own, and a folder of the test's own for preset files.
 struct PresetTarget : ::testing::Test
@@ -69,7 +62,7 @@ TEST_F(PresetTarget, WholeAndTapePresetsSetWhatTheyHoldAndKeepTheRestAndTheLocke
     path = write("tape.fxps", R"(<ModulePreset>
     <Reelwarp Name="Tape" Mix="1" Feedback="0.9" OutputPad="-3" Speed="0.5" ApplyLowLatency="1" SpeakerMix="0.5" ReelwarpVersion="1"/>
 </ModulePreset>)");
-    ASSERT_TRUE(qel::loadPresetFile(&h.processor, path, tapeKind()));
+    ASSERT_TRUE(qel::loadPresetFile(&h.processor, path, PresetKind::reelwarpTape()));
     EXPECT_FLOAT_EQ(h.number("Mix"), 0.4f); // the flanging, gains and mix stay
     EXPECT_FLOAT_EQ(h.number("Feedback"), 0.3f);
     EXPECT_FLOAT_EQ(h.number("OutputPad"), -3.0f);
@@ -80,7 +73,7 @@ TEST_F(PresetTarget, WholeAndTapePresetsSetWhatTheyHoldAndKeepTheRestAndTheLocke
     ASSERT_TRUE(loadWhole(R"(<Reelwarp Name="Jet" Bypass="0" Mix="0.9" Drive="12" ReelwarpVersion="1"/>)"));
     EXPECT_FLOAT_EQ(h.number("Mix"), 0.9f);
     EXPECT_FLOAT_EQ(h.number("Drive"), 6.0f); // locked: unchanged
-    EXPECT_FLOAT_EQ(h.number("Speed"), 0.5f); // absent: unchanged
+    EXPECT_FLOAT_EQ(h.number("Speed"), qel::ParameterRegistry::get().floatDescription(h.id("Speed")).defaultValue); // absent: the default
     EXPECT_EQ(h.processor.getName(), "Reelwarp"); // a preset never renames
     EXPECT_TRUE(h.processor.getParameterBool(h.id("Bypass"))); // nor bypasses
     EXPECT_EQ(h.processor.getProperty("PresetPath").value.value_or(""), path.toString());
@@ -174,7 +167,7 @@ TEST(FactoryPresets, AreAllThereAndLoadTheirValuesAndRenderFiniteBoundedAudio)
     EXPECT_EQ(std::count_if(all.begin(), all.end(), [](auto& p) { return p.second; }), 18);
     EXPECT_EQ(all.size(), 36u + 18u);
 
-    const auto tapeOnly = tapeKind();
+    const auto tapeOnly = PresetKind::reelwarpTape();
     const auto input = qel::test::sineChord(48000.0, 96000, 0.25f);
     for (const auto& [path, tape] : all)
     {

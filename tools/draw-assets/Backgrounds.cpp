@@ -57,8 +57,9 @@ void topBar(const Context& c, juce::Graphics& g)
     g.fillRect(0, 0, width, 45);
     drawText(g, textPath(c, "REEL WARP", 20.0f, 0.2f), { 20.0f, 0.0f, 300.0f, 45.0f }, juce::Colour(0xffe6e6e6),
              juce::Justification::centredLeft, 0.4f);
-    drawText(g, textPath(c, "SYNC", captionHeight, 0.08f), { 862.0f, 16.0f, 48.0f, 26.0f }, juce::Colour(0xffa0a0a0),
-             juce::Justification::centredRight, 0.25f);
+    // Right of its switch: the A/B button stands left of it.
+    drawText(g, textPath(c, "SYNC", captionHeight, 0.08f), { 946.0f, 16.0f, 48.0f, 26.0f }, juce::Colour(0xffa0a0a0),
+             juce::Justification::centredLeft, 0.25f);
 }
 
 // The main knobs, the meters and the reels' plates.

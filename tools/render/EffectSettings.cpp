@@ -54,33 +54,9 @@ juce::String didYouMean(const juce::String& wanted, const juce::StringArray& can
     return near.isEmpty() ? juce::String() : " (did you mean " + near.joinIntoString(", ") + "?)";
 }
 
-// Back to the defaults of the parameters a kind of preset sets.
-void resetToDefaults(Element& effect, const PresetKind& kind)
-{
-    auto& registry = ParameterRegistry::get();
-    for (const auto& b : effect.getParameters())
-    {
-        const auto& d = b->description();
-        if (!kind.takes(d.id) || d.has(ParameterFlags::readOnly) || d.name == "Name" || d.name == "Bypass")
-            continue;
-        switch (b->valueType())
-        {
-            case ValueType::floatValue: effect.setParameterFloat(d.id, registry.floatDescription(d.id).defaultValue); break;
-            case ValueType::intValue: effect.setParameterInt(d.id, registry.intDescription(d.id).defaultValue); break;
-            case ValueType::boolValue: effect.setParameterBool(d.id, registry.boolDescription(d.id).defaultValue); break;
-            default: break;
-        }
-    }
-}
-
 PresetKind kindOf(bool tape)
 {
-    if (!tape)
-        return PresetKind::whole();
-    std::vector<uint32_t> ids;
-    for (const auto p : tapePresetParameters)
-        ids.push_back(reelwarpParameterId(p));
-    return PresetKind::tape(std::move(ids));
+    return tape ? PresetKind::reelwarpTape() : PresetKind::whole();
 }
 
 bool applyPresetOption(Element& effect, const juce::String& wanted, bool tape, juce::String& error)
@@ -88,8 +64,7 @@ bool applyPresetOption(Element& effect, const juce::String& wanted, bool tape, j
     const juce::String what = tape ? "tape preset" : "preset";
     if (wanted.equalsIgnoreCase("Default"))
     {
-        resetToDefaults(effect, kindOf(tape));
-        return true;
+        return applyDefaultPreset(effect, kindOf(tape));
     }
     const auto file = juce::File::getCurrentWorkingDirectory().getChildFile(wanted);
     // A name with a slash may be a menu path ("01 Classic/Jet Tape"): a file only if one is there.

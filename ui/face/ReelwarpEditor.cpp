@@ -46,7 +46,7 @@ uint32_t idOf(P p)
 
 ReelwarpEditor::ReelwarpEditor(EngineProxy& engineProxy, const Path& path, Settings& store)
     : SimpleElementView(&engineProxy), effectPath(path), settings(store),
-      widgets(*this, &engineProxy, path), tape(&engineProxy, path), playback(&engineProxy, path),
+      widgets(*this, &engineProxy, path), tape(&engineProxy, path), tapePresets(&engineProxy, path), playback(&engineProxy, path),
       compander(&engineProxy, path), transport(&engineProxy, path), recordResponse(engineProxy, path),
       magnetic(engineProxy, path), playResponse(engineProxy, path), flange(engineProxy, path),
       inputMeter(engineProxy, path, 0), outputMeter(engineProxy, path, 1),
@@ -79,7 +79,7 @@ ReelwarpEditor::ReelwarpEditor(EngineProxy& engineProxy, const Path& path, Setti
         { &transport, { 807, 498, 314, 57 } },    { &curve, { 818, 424, 275, 59 } },
         { &inputMeter, { 16, 52, 5, 264 } },      { &outputMeter, { 1106, 52, 5, 264 } },
         { &leftReel, { 177, 57, 166, 255 } },     { &rightReel, { 787, 57, 166, 255 } },
-        { &flange, { 430, 59, 271, 94 } },
+        { &flange, { 430, 59, 271, 94 } },        { &tapePresets, { 807, 341, 254, 26 } },
     };
     for (const auto& [component, bounds] : places)
     {

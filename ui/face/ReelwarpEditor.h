@@ -1,6 +1,7 @@
 #pragma once
 
 #include "files/Settings.h"
+#include "ui/presets/ModulePresetDisplay.h"
 #include "ui/displays/AudioMeter.h"
 #include "ui/displays/FlangeDisplay.h"
 #include "ui/displays/MagneticWaveformDisplay.h"
@@ -45,6 +46,7 @@ public:
     juce::MouseListener& getMouseListener() noexcept { return mouse; }
 
     TapeSection& getTapeSection() noexcept { return tape; }
+    TapeModulePresetDisplay& getTapePresets() noexcept { return tapePresets; }
     PlaybackSection& getPlaybackSection() noexcept { return playback; }
     CompanderSection& getCompanderSection() noexcept { return compander; }
     TransportSection& getTransportSection() noexcept { return transport; }
@@ -72,6 +74,7 @@ private:
     FaceMouse mouse { *this };
     FaceWidgets widgets;
     TapeSection tape;
+    TapeModulePresetDisplay tapePresets;
     PlaybackSection playback;
     CompanderSection compander;
     TransportSection transport;

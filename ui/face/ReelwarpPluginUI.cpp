@@ -23,6 +23,7 @@ juce::String ReelwarpPluginUI::backgroundFor(int flangeMode, bool lfoSettings, b
 ReelwarpPluginUI::ReelwarpPluginUI(Plugin& p, Settings& store)
     : PluginEditor(p, false), settings(store),
       editor(std::make_unique<ReelwarpEditor>(*proxy, Path(ReelwarpPlugin::effectPath), store)),
+      topBar(proxy, Path(ReelwarpPlugin::effectPath)),
       syncButton(proxy, Path(ReelwarpPlugin::effectPath), FrameworkParameters::get().syncToHost),
       lfoMode(proxy, Path(ReelwarpPlugin::effectPath)), waveform(proxy, Path(ReelwarpPlugin::effectPath)),
       modeCombo(proxy, Path(ReelwarpPlugin::effectPath), reelwarpParameterId(ReelwarpParameter::FlangeMode)),
@@ -32,9 +33,8 @@ ReelwarpPluginUI::ReelwarpPluginUI(Plugin& p, Settings& store)
     setOpaque(true);
 
     background.setImage(backgroundFor(flangeMode, false, false));
-    for (auto* c : { (juce::Component*) &background, &topBar, (juce::Component*) editor.get() })
+    for (auto* c : { (juce::Component*) &background, (juce::Component*) &topBar, (juce::Component*) editor.get() })
         addAndMakeVisible(*c);
-    topBar.setInterceptsMouseClicks(false, false);
     addChildComponent(manualMode);
     manualMode.setBounds(403, 262, 329, 97);
     addChildComponent(lfoMode);

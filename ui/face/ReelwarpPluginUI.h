@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ui/face/Footer.h"
+#include "ui/presets/ABToolBar.h"
 #include "ui/face/LFOPanels.h"
 #include "ui/face/LFOWaveformDisplay.h"
 #include "ui/face/PluginEditor.h"
@@ -37,6 +38,7 @@ public:
     ManualModeUI& getManualModeUI() noexcept { return manualMode; }
     LFOWaveformDisplay& getWaveform() noexcept { return waveform; }
     ParamComboBox& getModeCombo() noexcept { return modeCombo; }
+    ABToolBar& getTopBar() noexcept { return topBar; }
 
 private:
     void flangeModeChanged(int mode);
@@ -45,8 +47,7 @@ private:
     int flangeMode = 1;
     std::unique_ptr<ReelwarpEditor> editor;
     ImageDisplay background;
-    // The A/B bar and the preset browser will stand here.
-    juce::Component topBar;
+    ABToolBar topBar;
     Footer footer;
     Button expandButton;
     ParamButton syncButton;
