@@ -10,7 +10,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <thread>
 
 namespace
 {
@@ -322,6 +324,41 @@ TEST_F(FaceTest, ThePluginOpensTheFaceInTheProductsLookAndFont)
     EXPECT_EQ(&juce::Desktop::getInstance().getDefaultLookAndFeel(), &lookAndFeel);
     ASSERT_NE(lookAndFeel.getProductTypeface(), nullptr);
     EXPECT_EQ(lookAndFeel.getProductTypeface()->getName(), "Lato");
+}
+
+// The face ticks and paints with the locks of the audio path held by another
+// thread: a paint that waited on one would stall a block, or stall here.
+TEST_F(FaceTest, PaintsWhileTheAudioPathsLocksAreHeldElsewhere)
+{
+    auto ui = open();
+    ui->getExpandButton().setToggleState(true, juce::sendNotificationSync);
+    plugin.prepareToPlay(48000.0, 512);
+    juce::AudioBuffer<float> buffer(2, 512);
+    juce::MidiBuffer midi;
+    for (int block = 0; block < 10; ++block)
+    {
+        for (int i = 0; i < 512; ++i)
+            buffer.setSample(0, i, std::sin(0.05f * (float) (block * 512 + i))), buffer.setSample(1, i, 0.0f);
+        plugin.processBlock(buffer, midi);
+    }
+    std::atomic<bool> held { false }, done { false };
+    std::thread holder([&] {
+        const juce::ScopedLock engine(plugin.getEngine().getLock()), element(effect.getLock());
+        held = true;
+        for (int waited = 0; !done && waited < 5000; waited += 5)
+            juce::Thread::sleep(5);
+    });
+    while (!held)
+        juce::Thread::yield();
+    const auto start = juce::Time::getMillisecondCounterHiRes();
+    ui->getEditor().tick();
+    test::runMessages();
+    const auto picture = ui->createComponentSnapshot(ui->getLocalBounds());
+    const auto elapsed = juce::Time::getMillisecondCounterHiRes() - start;
+    done = true;
+    holder.join();
+    EXPECT_TRUE(picture.isValid());
+    EXPECT_LT(elapsed, 4000.0) << "the face waited for a lock of the audio path";
 }
 
 // Writes the face beside the test binary, for a person to look at.
