@@ -57,20 +57,23 @@ bool readXmlDocument(const Path& path, tinyxml2::XMLDocument& document)
     return document.Parse(static_cast<const char*>(bytes.getData()), bytes.getSize()) == tinyxml2::XML_SUCCESS;
 }
 
+tinyxml2::XMLElement* readPresetBody(const Path& path, tinyxml2::XMLDocument& document)
+{
+    if (!readXmlDocument(path, document))
+        return nullptr;
+    auto* root = document.RootElement();
+    if (root == nullptr || std::strcmp(root->Name(), "ModulePreset") != 0)
+        return nullptr;
+    return root->FirstChildElement();
+}
+
 bool loadPresetFile(Element* element, const Path& path, const PresetKind& kind)
 {
     if (element == nullptr)
         return false;
     tinyxml2::XMLDocument document;
-    if (!readXmlDocument(path, document))
-        return false;
-    auto* root = document.RootElement();
-    if (root == nullptr || std::strcmp(root->Name(), "ModulePreset") != 0)
-        return false;
-    auto* xml = root->FirstChildElement();
-    if (xml == nullptr)
-        return false;
-    return applyPreset(*element, *xml, readVersionAttribute(*xml, element->getTypeName()), path, kind);
+    auto* xml = readPresetBody(path, document);
+    return xml != nullptr && applyPreset(*element, *xml, readVersionAttribute(*xml, element->getTypeName()), path, kind);
 }
 
 bool applyPreset(Element& element, tinyxml2::XMLElement& xml, int version, const Path& path, const PresetKind& kind)

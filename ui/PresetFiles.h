@@ -41,6 +41,8 @@ constexpr int64_t maximumPresetFileBytes = 4 * 1024 * 1024;
 // Reads a file of the disk or of a mounted volume ("$Resource/...") into a document.
 bool readXmlDocument(const Path& path, tinyxml2::XMLDocument& document);
 
+// The preset's element below its "ModulePreset" root; null when the file is no preset.
+tinyxml2::XMLElement* readPresetBody(const Path& path, tinyxml2::XMLDocument& document);
 // Parse, check the root, read the version, apply. False leaves the element untouched.
 bool loadPresetFile(Element* element, const Path& path, const PresetKind& kind);
 // The values of one preset onto the element, under its lock; locked and

@@ -164,6 +164,20 @@ struct Hand
     }
 };
 
+// The plug-in's editor in a window of its own at (40, 40), painted.
+std::unique_ptr<juce::AudioProcessorEditor> openOnScreen(juce::AudioPluginInstance& instance)
+{
+    std::unique_ptr<juce::AudioProcessorEditor> editor(instance.createEditorIfNeeded());
+    if (editor == nullptr)
+        return nullptr;
+    editor->addToDesktop(0);
+    editor->setTopLeftPosition(40, 40);
+    editor->setVisible(true);
+    for (int i = 0; i < 20; ++i)
+        pumpMessages();
+    return editor;
+}
+
 // A knob dragged in the plug-in's editor, with no audio running: the host
 // hears each value once, all inside one gesture, and of no other slot.
 TEST_P(HostThreads, AKnobDraggedInTheEditorReachesTheHostInOneGesture)
@@ -172,13 +186,8 @@ TEST_P(HostThreads, AKnobDraggedInTheEditorReachesTheHostInOneGesture)
         GTEST_SKIP() << "JUCE's LV2 wrapper tells the host of a change only from a running block, and of no gesture";
     auto hosted = prepared();
     ASSERT_NE(hosted, nullptr);
-    std::unique_ptr<juce::AudioProcessorEditor> editor(hosted->createEditorIfNeeded());
+    auto editor = openOnScreen(*hosted);
     ASSERT_NE(editor, nullptr);
-    editor->addToDesktop(0);
-    editor->setTopLeftPosition(40, 40);
-    editor->setVisible(true);
-    for (int i = 0; i < 20; ++i)
-        pumpMessages();
     Hand hand;
     constexpr int feedback = 25;
     const auto knob = editor->getScreenPosition() + juce::Point<int>(677, 301); // the centre of Feedback on the LFO panel
@@ -221,13 +230,8 @@ TEST_P(HostThreads, AKnobDraggedInTheEditorReachesTheHostInOneGesture)
 TEST_P(HostThreads, TheABMemoryTravelsWithTheHostState)
 {
     const auto clickAB = [](juce::AudioPluginInstance& instance) {
-        std::unique_ptr<juce::AudioProcessorEditor> editor(instance.createEditorIfNeeded());
+        const auto editor = openOnScreen(instance);
         ASSERT_NE(editor, nullptr);
-        editor->addToDesktop(0);
-        editor->setTopLeftPosition(40, 40);
-        editor->setVisible(true);
-        for (int i = 0; i < 20; ++i)
-            pumpMessages();
         Hand hand;
         hand.moveTo(editor->getScreenPosition() + juce::Point<int>(874, 29)); // the A/B button of the top bar
         hand.press(true);

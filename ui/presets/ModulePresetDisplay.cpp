@@ -113,13 +113,8 @@ bool ModulePresetDisplay::loadPreset(const Path& path)
     if (element == nullptr)
         return false;
     tinyxml2::XMLDocument document;
-    if (!readXmlDocument(path, document))
-        return false;
-    auto* root = document.RootElement();
-    if (root == nullptr || std::strcmp(root->Name(), "ModulePreset") != 0 || root->FirstChildElement() == nullptr)
-        return false;
-    auto& xml = *root->FirstChildElement();
-    return applyPreset(xml, readVersionAttribute(xml, element->getTypeName()), path);
+    auto* xml = readPresetBody(path, document);
+    return xml != nullptr && applyPreset(*xml, readVersionAttribute(*xml, element->getTypeName()), path);
 }
 
 bool ModulePresetDisplay::applyPreset(tinyxml2::XMLElement& xml, int version, const Path& path)
