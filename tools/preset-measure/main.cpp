@@ -71,7 +71,7 @@ int main(int argc, char** argv)
             return 2;
         }
     }
-    qel::ReelwarpPlugin plugin; // mounts the archive
+    const qel::ReelwarpPlugin mounting; // mounts the archive
     std::vector<qel::measure::Figures> all;
     for (const auto& choice : qel::measure::factoryChoices(resources))
     {
@@ -79,6 +79,7 @@ int main(int argc, char** argv)
             continue;
         qel::measure::Figures f;
         juce::String error;
+        qel::ReelwarpPlugin plugin; // an instance of its own: no preset inherits another's state
         if (!qel::measure::measurePreset(plugin, choice, {}, f, error))
         {
             std::cerr << error << "\n";
