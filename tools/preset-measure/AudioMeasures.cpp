@@ -110,7 +110,8 @@ double truePeakDb(const std::vector<Signal>& channels)
 {
     constexpr int factor = 4, half = 16; // taps each side, per phase
     // Hann-windowed sinc kernel for each of the factor phases.
-    std::vector<double> kernel(static_cast<size_t>(factor * 2 * half + 1));
+    // Index j * factor + phase + factor * half, for j in -half..half and phase below factor.
+    std::vector<double> kernel(static_cast<size_t>(factor * (2 * half + 1)));
     for (size_t i = 0; i < kernel.size(); ++i)
     {
         const double t = (static_cast<double>(i) - factor * half) / factor;
@@ -171,13 +172,18 @@ double crestDb(const Signal& x)
     return 20.0 * std::log10(std::max(peak, 1e-15)) - toDb(sum / std::max<double>(1.0, static_cast<double>(x.size())));
 }
 
-double bandGainDb(const Signal& input, const Signal& output, double hertz)
+double thirdOctaveGainDb(const Signal& input, const Signal& output, double hertz)
+{
+    return bandGainDb(input, output, hertz * std::pow(2.0, -1.0 / 6.0), hertz * std::pow(2.0, 1.0 / 6.0));
+}
+
+double bandGainDb(const Signal& input, const Signal& output, double low, double high)
 {
     constexpr size_t n = 4096;
     const auto in = powerSpectrum(input, n), out = powerSpectrum(output, n);
     const double binHz = sampleRate / static_cast<double>(n);
-    const auto from = static_cast<size_t>(std::ceil(hertz * std::pow(2.0, -1.0 / 6.0) / binHz));
-    const auto to = static_cast<size_t>(std::floor(hertz * std::pow(2.0, 1.0 / 6.0) / binHz));
+    const auto from = static_cast<size_t>(std::ceil(low / binHz));
+    const auto to = static_cast<size_t>(std::floor(high / binHz));
     double a = 0.0, b = 0.0;
     for (size_t k = from; k <= to && k < in.size(); ++k)
     {

@@ -24,8 +24,10 @@ double correlation(const Signal& left, const Signal& right);
 // Peak over RMS, in dB.
 double crestDb(const Signal& x);
 
-// Output band power over input band power in the third octave around `hertz`, in dB (Welch, Hann).
-double bandGainDb(const Signal& input, const Signal& output, double hertz);
+// Output band power over input band power between two frequencies, in dB (Welch, Hann).
+double bandGainDb(const Signal& input, const Signal& output, double low, double high);
+// The same in the third octave around `hertz`.
+double thirdOctaveGainDb(const Signal& input, const Signal& output, double hertz);
 
 // The spread of the level over time: the 95th minus the 5th percentile of 50 ms RMS, in dB.
 double levelSwingDb(const Signal& x);

@@ -145,10 +145,11 @@ bool measurePreset(ReelwarpPlugin& plugin, const PresetChoice& choice, const Len
         const auto in = pinkNoise(lengths.noise, 7);
         const auto out = settled(mid(render(twice(in))));
         const auto dry = settled(in);
-        const double at1k = bandGainDb(dry, out, 1000.0);
-        f.tilt2k = bandGainDb(dry, out, 2000.0) - at1k;
-        f.tilt8k = bandGainDb(dry, out, 8000.0) - at1k;
-        f.tilt12k = bandGainDb(dry, out, 12500.0) - at1k;
+        // Against the whole middle, which spans several teeth of any comb the flange makes.
+        const double middle = bandGainDb(dry, out, 250.0, 4000.0);
+        f.tilt2k = thirdOctaveGainDb(dry, out, 2000.0) - middle;
+        f.tilt8k = thirdOctaveGainDb(dry, out, 8000.0) - middle;
+        f.tilt12k = thirdOctaveGainDb(dry, out, 12500.0) - middle;
         f.swingDb = levelSwingDb(out);
     }
     if (lengths.sine > 0.0)

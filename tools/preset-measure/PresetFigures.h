@@ -28,7 +28,7 @@ struct Figures
     double correlation = 1;
     double restoredSideToMidDb = 0; // the same, the preset set before the effect was prepared (a project restored)
     double widthChangeDb = 0;  // a stereo program, preset chosen on the running effect: output side-to-mid minus the input's
-    double tilt2k = 0, tilt8k = 0, tilt12k = 0; // band gain against the gain at 1 kHz (pink noise)
+    double tilt2k = 0, tilt8k = 0, tilt12k = 0; // third-octave gain against the gain over 250 Hz-4 kHz (pink noise)
     double sweepMs = 0;        // deck B's delay against deck A swings over +-this (LFO), or sits at it (manual)
     double sweepHz = 0;        // 0: manual; from the settings
     bool synced = false;       // the LFO rate is a beat ratio

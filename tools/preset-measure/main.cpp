@@ -1,6 +1,7 @@
 // Renders every factory preset over generated reference signals and prints
 // the figures a preset author works from:
-//   reelwarp-preset-measure [--resources FOLDER] [--only TEXT]
+//   reelwarp-preset-measure [--resources FOLDER] [--only TEXT] [--markdown]
+// --markdown prints the headline figures as the table of the presets page.
 // With --resources the .fxps files of that folder are measured (as written by
 // reelwarp-preset-author), else the presets in the archive this binary carries.
 #include "PresetFigures.h"
@@ -22,7 +23,7 @@ const char* const legend = R"(Figures per preset (whole presets as they stand; t
          (the preset chosen on the running effect; S/Mr: set before the effect is prepared, as a project restores it;
           all other figures are of that second order, the renderer's)
   +W     a stereo program (side 6 dB below mid): change of side over mid, dB
-  t2k t8k t12k   band gain against 1 kHz, third octaves, pink noise, dB
+  t2k t8k t12k   third-octave gain against the gain over 250 Hz-4 kHz, pink noise, dB
   sweep  deck B's delay against deck A, +-ms, at Hz (from the settings; "man" = manual position)
   cents  pitch deviation of a 1 kHz sine (99th percentile)
   hiss THD       noise 200 Hz-20 kHz and harmonics 2-5 against a -12 dBFS sine, dB
@@ -51,6 +52,22 @@ void print(const qel::measure::Figures& f)
     std::cout << line << "\n";
 }
 
+// Level, headroom, sweep, width and top end: the page's "Measured" table.
+void printMarkdown(const std::vector<qel::measure::Figures>& all)
+{
+    std::cout << "| Preset | Level | True peak | Sweep | Width (side/mid) | 8 / 12.5 kHz |\n|---|---|---|---|---|---|\n";
+    for (const auto& f : all)
+    {
+        juce::String sweep = "(the default flange)";
+        if (!f.tape)
+            sweep = f.sweepHz > 0 ? "+-" + juce::String(f.sweepMs, 1) + " ms at " + juce::String(f.sweepHz, 2) + (f.synced ? " (beats)" : " Hz")
+                                  : "fixed at " + juce::String(f.sweepMs, 1) + " ms";
+        std::cout << "| " << f.name << " | " << juce::String(f.levelChangeLu, 1) << " LU | " << juce::String(f.truePeakDb, 1)
+                  << " dBTP | " << sweep << " | " << (f.sideToMidDb < -90 ? juce::String("mono") : juce::String(f.sideToMidDb, 1) + " dB")
+                  << " | " << juce::String(f.tilt8k, 1) << " / " << juce::String(f.tilt12k, 1) << " dB |\n";
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -58,16 +75,27 @@ int main(int argc, char** argv)
     const juce::ScopedJuceInitialiser_GUI juce;
     juce::File resources;
     juce::String only;
-    for (int i = 1; i + 1 < argc; i += 2)
+    bool markdown = false;
+    for (int i = 1; i < argc; i += 2)
     {
         const juce::String option(argv[i]);
-        if (option == "--resources")
+        if (option == "--markdown")
+        {
+            markdown = true;
+            --i;
+        }
+        else if (i + 1 >= argc)
+        {
+            std::cerr << "usage: reelwarp-preset-measure [--resources FOLDER] [--only TEXT] [--markdown]\n";
+            return 2;
+        }
+        else if (option == "--resources")
             resources = juce::File::getCurrentWorkingDirectory().getChildFile(argv[i + 1]);
         else if (option == "--only")
             only = argv[i + 1];
         else
         {
-            std::cerr << "usage: reelwarp-preset-measure [--resources FOLDER] [--only TEXT]\n";
+            std::cerr << "usage: reelwarp-preset-measure [--resources FOLDER] [--only TEXT] [--markdown]\n";
             return 2;
         }
     }
@@ -88,6 +116,11 @@ int main(int argc, char** argv)
         all.push_back(f);
     }
     qel::measure::findNearest(all);
+    if (markdown)
+    {
+        printMarkdown(all);
+        return 0;
+    }
     std::cout << legend << "\n"
               << juce::String("preset").paddedRight(' ', 40)
               << "   dLU  dBTP   S/M   corr  S/Mr    +W   t2k   t8k  t12k sweep    Hz  cents  hiss   THD crest swing echo  rep  nearest\n";
