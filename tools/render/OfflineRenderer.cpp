@@ -44,6 +44,8 @@ juce::AudioBuffer<float> renderThroughPlugin(ReelwarpPlugin& plugin, const juce:
     plugin.setRateAndBufferSizeDetails(job.sampleRate, job.blockSize);
     std::srand(job.seed);
     plugin.prepareToPlay(job.sampleRate, job.blockSize);
+    if (job.prepared)
+        job.prepared();
 
     const int latency = plugin.getLatencySamples();
     const int wanted = input.getNumSamples() + static_cast<int>(std::round(job.tailSeconds * job.sampleRate));

@@ -27,6 +27,9 @@ struct RenderJob
     unsigned seed = 1;
     // Fraction done, now and then; never called when empty.
     std::function<void(double)> progress;
+    // Called once the effect is prepared, before the first block: what a
+    // musician does to a running effect, such as choosing a preset.
+    std::function<void()> prepared;
 };
 
 // A host that plays from the job's position at its tempo, which must be set.
