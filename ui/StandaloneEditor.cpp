@@ -12,6 +12,7 @@ StandaloneEditor::StandaloneEditor(Plugin& owner, std::unique_ptr<juce::AudioPro
     face->addComponentListener(this);
     keyboard.setAvailableRange(lowestKey, highestKey);
     keyboard.setVelocity(0.8f, true);
+    keyboard.setOctaveForMiddleC(4);
     keyboard.setKeyPressBaseOctave(5); // "a" plays middle C
     addAndMakeVisible(keyboard);
     keyboardState.addListener(this);
