@@ -40,12 +40,6 @@ bool loadMembers(const tinyxml2::XMLElement& xml, const ElementLoadOptions& opti
     return ok;
 }
 
-InstrumentContainer::~InstrumentContainer()
-{
-    const juce::ScopedLock sl(getLock());
-    members.clear();
-}
-
 void InstrumentContainer::addMember(std::unique_ptr<ProcessingElement> member)
 {
     const juce::ScopedLock sl(getLock());

@@ -24,7 +24,6 @@ class InstrumentContainer : public ProcessingElement
 {
 public:
     using ProcessingElement::ProcessingElement;
-    ~InstrumentContainer() override;
 
     int getNumMembers() const noexcept { return static_cast<int>(members.size()); }
     ProcessingElement* getMember(int index) const noexcept { return members[(size_t) index]; }

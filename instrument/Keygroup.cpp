@@ -130,9 +130,8 @@ void Keygroup::prepare()
     resetProcessState();
 }
 
-void Keygroup::resetProcessState()
+void Keygroup::silenceVoices() noexcept
 {
-    ProcessingElement::resetProcessState();
     for (auto& v : voices)
     {
         v.key = -1;
@@ -142,6 +141,12 @@ void Keygroup::resetProcessState()
         for (auto& e : v.envelopes)
             e.reset();
     }
+}
+
+void Keygroup::resetProcessState()
+{
+    ProcessingElement::resetProcessState();
+    silenceVoices();
     blockEventCount = 0;
     pedalDown = false;
 }
@@ -177,7 +182,7 @@ void Keygroup::apply(const NoteEvent& e, const State& state)
     else if (e.data1 == allNotesOff)
         releaseAll(false);
     else if (e.data1 == allSoundOff)
-        resetProcessState();
+        silenceVoices();
 }
 
 Keygroup::Voice& Keygroup::voiceFor(int key)

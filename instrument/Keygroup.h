@@ -99,6 +99,7 @@ private:
     void noteOn(int key, int velocity);
     void noteOff(int key);
     void releaseAll(bool sustainedOnly);
+    void silenceVoices() noexcept;
     Voice& voiceFor(int key);
     void retune(RenderContext& context);
     void renderVoices(float* out, int frames, float gain) noexcept;

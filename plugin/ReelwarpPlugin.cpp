@@ -159,27 +159,25 @@ void ReelwarpPlugin::setStateInformation(const void* data, int sizeInBytes)
 // also after a state saved with it.
 void ReelwarpPlugin::shapeRestoredTree(Engine& loaded)
 {
+    const auto isInstrument = [&](int i) { return dynamic_cast<Program*>(loaded.getProcessingChild(i)) != nullptr; };
+    int instruments = 0;
+    for (int i = 0; i < loaded.getNumProcessingChildren(); ++i)
+        instruments += isInstrument(i) ? 1 : 0;
     const bool standalone = wrapperType == wrapperType_Standalone;
-    bool hasInstrument = false;
-    for (int i = loaded.getNumProcessingChildren(); --i >= 0;)
-        if (dynamic_cast<Program*>(loaded.getProcessingChild(i)) != nullptr)
-        {
-            if (standalone)
-                hasInstrument = true;
-            else
-                loaded.removeChild(loaded.getProcessingChild(i));
-        }
-    if (!standalone || hasInstrument)
+    if (standalone ? instruments == 1 && isInstrument(0) : instruments == 0)
         return;
-    std::vector<std::unique_ptr<ProcessingElement>> others;
+    std::vector<std::unique_ptr<ProcessingElement>> effects;
     while (loaded.getNumProcessingChildren() > 0)
     {
+        const bool instrument = isInstrument(0);
         auto removed = loaded.removeChild(loaded.getProcessingChild(0));
-        others.emplace_back(static_cast<ProcessingElement*>(removed.release()));
+        if (!instrument)
+            effects.emplace_back(static_cast<ProcessingElement*>(removed.release()));
     }
-    testInstrument::addTo(loaded);
-    for (auto& child : others)
-        loaded.addChild(std::move(child));
+    if (standalone)
+        testInstrument::addTo(loaded);
+    for (auto& effect : effects)
+        loaded.addChild(std::move(effect));
 }
 
 bool ReelwarpPlugin::isBusesLayoutSupported(const BusesLayout& layouts) const
