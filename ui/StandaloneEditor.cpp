@@ -18,6 +18,7 @@ StandaloneEditor::StandaloneEditor(Plugin& owner, std::unique_ptr<juce::AudioPro
     keyboardState.addListener(this);
     setWantsKeyboardFocus(true);
     fitToFace();
+    startTimer(100);
 }
 
 StandaloneEditor::~StandaloneEditor()
@@ -50,10 +51,12 @@ void StandaloneEditor::componentMovedOrResized(juce::Component&, bool, bool wasR
         fitToFace();
 }
 
-void StandaloneEditor::visibilityChanged()
+void StandaloneEditor::timerCallback()
 {
-    if (isShowing())
-        keyboard.grabKeyboardFocus();
+    if (!isShowing())
+        return;
+    stopTimer();
+    keyboard.grabKeyboardFocus();
 }
 
 bool StandaloneEditor::keyPressed(const juce::KeyPress& key)

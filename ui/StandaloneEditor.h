@@ -15,7 +15,8 @@ class Plugin;
 // notes reach the plug-in's MIDI input as a device's would.
 class StandaloneEditor : public juce::AudioProcessorEditor,
                          private juce::MidiKeyboardState::Listener,
-                         private juce::ComponentListener
+                         private juce::ComponentListener,
+                         private juce::Timer
 {
 public:
     static constexpr int keyboardHeight = 72;
@@ -38,7 +39,8 @@ private:
     void handleNoteOn(juce::MidiKeyboardState*, int channel, int note, float velocity) override;
     void handleNoteOff(juce::MidiKeyboardState*, int channel, int note, float velocity) override;
     void componentMovedOrResized(juce::Component& component, bool wasMoved, bool wasResized) override;
-    void visibilityChanged() override;
+    // Once the window is on the screen the keyboard takes the keys, so that typing plays at once.
+    void timerCallback() override;
     void fitToFace();
 
     Plugin& plugin;
