@@ -30,6 +30,11 @@ juce_add_plugin(ReelWarp
     COPY_PLUGIN_AFTER_BUILD FALSE)
 
 target_sources(ReelWarp PRIVATE ${CMAKE_SOURCE_DIR}/plugin/PluginEntry.cpp)
+# The standalone application of our own, which keeps the plug-in's state however it ends.
+if(TARGET ReelWarp_Standalone)
+    target_sources(ReelWarp_Standalone PRIVATE ${CMAKE_SOURCE_DIR}/plugin/StandaloneApp.cpp)
+    target_compile_definitions(ReelWarp_Standalone PRIVATE JUCE_USE_CUSTOM_PLUGIN_STANDALONE_APP=1)
+endif()
 add_dependencies(ReelWarp reelwarp_resource_archive)
 target_compile_definitions(ReelWarp PUBLIC
     ${REELWARP_JUCE_DEFINITIONS}

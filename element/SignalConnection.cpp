@@ -121,6 +121,8 @@ bool SignalConnection::save(tinyxml2::XMLElement& parent, const ElementSaveOptio
     xml->SetAttribute("Name", getName().toRawUTF8());
     xml->SetAttribute("Source", source.toRawUTF8());
     xml->SetAttribute("Destination", destination.toRawUTF8());
+    if (displayName.isNotEmpty())
+        xml->SetAttribute("DisplayName", displayName.toRawUTF8());
     xml->SetAttribute("Ratio", ratio);
     if (mapperName.isNotEmpty())
         xml->SetAttribute("Mapper", mapperName.toRawUTF8());
@@ -145,6 +147,7 @@ bool SignalConnection::load(const tinyxml2::XMLElement& xml, const ElementLoadOp
     const auto ratioText = attribute("Ratio", "ModulationRatio");
     ratio = ratioText.isNotEmpty() ? ratioText.getFloatValue() : 1.0f;
     mapperName = textOf(xml, "Mapper");
+    displayName = textOf(xml, "DisplayName");
     if (xml.Attribute("ConnectionMode") != nullptr)
         connectionMode = intOf(xml, "ConnectionMode", 0);
     else if (xml.Attribute("Mode") != nullptr)

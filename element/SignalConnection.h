@@ -42,6 +42,7 @@ public:
     float ratio = 1.0f;
     String source;
     String destination;
+    String displayName; // the link's text in menus; blank: the source's
     String mapperName;
     int connectionMode = 0;
     bool bypass = false;

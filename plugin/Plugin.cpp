@@ -385,6 +385,9 @@ void Plugin::processBlock(juce::AudioBuffer<float>& buffer, juce::MidiBuffer& mi
             buffer.clear(ch, 0, frames);
     silenceNonFiniteInput(buffer, std::min(getTotalNumInputChannels(), buffer.getNumChannels()));
 
+    editorMidi.drain([this](uint8_t status, uint8_t data1, uint8_t data2) {
+        handleMidiEvent(0, status & 0x0F, status & 0xF0, data1, data2, 0);
+    });
     for (const auto meta : midi)
     {
         const auto* bytes = meta.data;
@@ -408,6 +411,15 @@ void Plugin::processBlock(juce::AudioBuffer<float>& buffer, juce::MidiBuffer& mi
     }
 
     emitOutputEvents(midi);
+}
+
+bool Plugin::postEditorMidi(const juce::MidiMessage& message) noexcept
+{
+    if (message.getRawDataSize() > 3 || message.isSysEx())
+        return false;
+    const auto* bytes = message.getRawData();
+    const int size = message.getRawDataSize();
+    return editorMidi.post(bytes[0], size > 1 ? bytes[1] : 0, size > 2 ? bytes[2] : 0);
 }
 
 void Plugin::emitOutputEvents(juce::MidiBuffer& midi)

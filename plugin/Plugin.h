@@ -4,6 +4,7 @@
 #include "engine/Engine.h"
 #include "engine/RenderContext.h"
 #include "files/Settings.h"
+#include "plugin/EditorMidiInbox.h"
 #include "plugin/ExportedPluginParameter.h"
 #include "plugin/HostAudioBlock.h"
 #include "ui/EngineProxy.h"
@@ -100,6 +101,10 @@ public:
     // A host state given but not yet restored; null when there is none.
     std::shared_ptr<tinyxml2::XMLDocument> getPendingState() const;
 
+    // Message thread: a note or controller played on the editor, heard from
+    // the next block on as if it came with the block's MIDI at its start.
+    bool postEditorMidi(const juce::MidiMessage& message) noexcept;
+
 protected:
     // Runs now on the message thread, else posts; a post outliving this plug-in does nothing.
     void onMessageThread(std::function<void(Plugin&)> work);
@@ -111,6 +116,9 @@ protected:
     void addExportedParameter(const Key& key);
     juce::CriticalSection& getRenderLock() noexcept { return renderLock; }
     void prepareEngine(double sampleRate, int blockSize);
+    // A tree loaded from a state, before it is used: a chance to bring it to
+    // the shape this wrapper builds.
+    virtual void shapeRestoredTree(Engine& loaded) { juce::ignoreUnused(loaded); }
 
 private:
     void captureTransport(int frames);
@@ -130,6 +138,7 @@ private:
     HostAudioBlock block;
     std::unique_ptr<RenderContext> renderContext;
     std::vector<EngineEvent> pendingEvents;
+    EditorMidiInbox editorMidi;
     juce::CriticalSection renderLock;
     double expectedBeatPosition = 0.0;
     TransportHead previousPosition;

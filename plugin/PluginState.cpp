@@ -110,6 +110,8 @@ void Plugin::setStateInformation(const void* data, int sizeInBytes)
     // as soon as this returns reads the restored ones: it is then never told
     // of them by value changes, which hosts record as automation.
     auto loaded = loadEngine(*document, stateFile);
+    if (loaded != nullptr)
+        shapeRestoredTree(*loaded);
     {
         const juce::SpinLock::ScopedLockType guard(stateDocumentLock);
         stateDocument = document;

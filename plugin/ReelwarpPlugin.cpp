@@ -2,6 +2,8 @@
 
 #include "element/ElementRegistry.h"
 #include "files/Mounting.h"
+#include "instrument/InstrumentContainer.h"
+#include "instrument/TestInstrument.h"
 #include "plugin/ExportTable.h"
 #include "plugin/PluginDefinition.h"
 #include "tape/ReelwarpParameters.h"
@@ -32,6 +34,7 @@ bool ReelwarpPlugin::registerElementType()
     {
         ElementRegistry::instance().add({ "Reel Warp", ReelwarpProcessor::elementName, &makeReelwarp, ElementRegistry::fx, 2,
                                           ElementRegistry::effectFlags });
+        testInstrument::registerTypes();
         registered = true;
     }
     busy.store(false, std::memory_order_release);
@@ -67,6 +70,8 @@ ReelwarpPlugin::ReelwarpPlugin()
     mountOncePerProcess(ReelwarpPluginDefinition::get().getBundleIdentifier());
     registerElementType();
     auto newEngine = std::make_shared<Engine>();
+    if (wrapperType == wrapperType_Standalone)
+        testInstrument::addTo(*newEngine);
 
     latencyForwarder = std::make_unique<AsyncUpdateForwarder>();
     latencyForwarder->connect([this] { updateLatency(); });
@@ -147,6 +152,32 @@ void ReelwarpPlugin::setStateInformation(const void* data, int sizeInBytes)
             effect->dirtyDone();
         static_cast<ReelwarpPlugin&>(self).updateLatency();
     });
+}
+
+// The standalone application's instrument sounds ahead of the effect, also
+// after a state saved without it; a plug-in plays no instrument of its own,
+// also after a state saved with it.
+void ReelwarpPlugin::shapeRestoredTree(Engine& loaded)
+{
+    const auto isInstrument = [&](int i) { return dynamic_cast<Program*>(loaded.getProcessingChild(i)) != nullptr; };
+    int instruments = 0;
+    for (int i = 0; i < loaded.getNumProcessingChildren(); ++i)
+        instruments += isInstrument(i) ? 1 : 0;
+    const bool standalone = wrapperType == wrapperType_Standalone;
+    if (standalone ? instruments == 1 && isInstrument(0) : instruments == 0)
+        return;
+    std::vector<std::unique_ptr<ProcessingElement>> effects;
+    while (loaded.getNumProcessingChildren() > 0)
+    {
+        const bool instrument = isInstrument(0);
+        auto removed = loaded.removeChild(loaded.getProcessingChild(0));
+        if (!instrument)
+            effects.emplace_back(static_cast<ProcessingElement*>(removed.release()));
+    }
+    if (standalone)
+        testInstrument::addTo(loaded);
+    for (auto& effect : effects)
+        loaded.addChild(std::move(effect));
 }
 
 bool ReelwarpPlugin::isBusesLayoutSupported(const BusesLayout& layouts) const

@@ -32,6 +32,9 @@ public:
     // many instances are made at once; true for the call that registered it.
     static bool registerElementType();
 
+protected:
+    void shapeRestoredTree(Engine& loaded) override;
+
 private:
     // Declared in the reverse of their teardown: the view goes, then the forwarder.
     std::unique_ptr<AsyncUpdateForwarder> latencyForwarder;

@@ -1,6 +1,7 @@
 #include "ui/EditorFactory.h"
 
 #include "plugin/ReelwarpPlugin.h"
+#include "ui/StandaloneEditor.h"
 #include "ui/face/ReelwarpPluginUI.h"
 
 namespace qel
@@ -9,7 +10,12 @@ namespace qel
 juce::AudioProcessorEditor* createPluginEditor(juce::AudioProcessor& processor)
 {
     if (auto* plugin = dynamic_cast<Plugin*>(&processor); plugin != nullptr && plugin->getProxy() != nullptr)
-        return new ReelwarpPluginUI(*plugin, plugin->getSettings());
+    {
+        auto face = std::make_unique<ReelwarpPluginUI>(*plugin, plugin->getSettings());
+        if (processor.wrapperType == juce::AudioProcessor::wrapperType_Standalone)
+            return new StandaloneEditor(*plugin, std::move(face));
+        return face.release();
+    }
     return new juce::GenericAudioProcessorEditor(processor);
 }
 

@@ -5,8 +5,9 @@
 namespace qel
 {
 
-// The editor the host opens: the face; JUCE's generic one for a processor
-// that has no engine proxy.
+// The editor the host opens: the face, with a keyboard below it in the
+// standalone application; JUCE's generic one for a processor that has no
+// engine proxy.
 juce::AudioProcessorEditor* createPluginEditor(juce::AudioProcessor& processor);
 
 } // namespace qel
