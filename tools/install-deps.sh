@@ -12,7 +12,7 @@ packages=(
     libgl-dev lv2-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     clang-19 libclang-rt-19-dev
-    xvfb xauth libxtst-dev
+    xvfb xauth libxtst-dev x11-utils
     ardour
 )
 
