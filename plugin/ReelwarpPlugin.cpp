@@ -2,8 +2,8 @@
 
 #include "element/ElementRegistry.h"
 #include "files/Mounting.h"
-#include "instrument/InstrumentContainer.h"
-#include "instrument/TestInstrument.h"
+#include "engine/instrument/InstrumentContainer.h"
+#include "engine/instrument/TestInstrument.h"
 #include "plugin/ExportTable.h"
 #include "plugin/PluginDefinition.h"
 #include "tape/ReelwarpParameters.h"

@@ -2,8 +2,8 @@
 // same block as any MIDI; the plug-in formats open the face alone.
 #include "UiTestSupport.h"
 
-#include "instrument/InstrumentContainer.h"
-#include "instrument/Keygroup.h"
+#include "engine/instrument/InstrumentContainer.h"
+#include "engine/instrument/Keygroup.h"
 #include "ui/StandaloneEditor.h"
 #include "ui/face/ReelwarpPluginUI.h"
 

@@ -1,7 +1,7 @@
-#include "instrument/InstrumentContainer.h"
+#include "engine/instrument/InstrumentContainer.h"
 
 #include "element/ElementRegistry.h"
-#include "instrument/Keygroup.h"
+#include "engine/instrument/Keygroup.h"
 
 #include <tinyxml2.h>
 

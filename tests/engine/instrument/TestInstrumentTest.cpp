@@ -1,8 +1,8 @@
 // The standalone application's instrument in the plug-in's own tree: its shape under each wrapper and through saved
 // states, a note heard through the effect and let go, and the audio thread's promise while notes play.
-#include "instrument/InstrumentContainer.h"
-#include "instrument/Keygroup.h"
-#include "instrument/TestInstrument.h"
+#include "engine/instrument/InstrumentContainer.h"
+#include "engine/instrument/Keygroup.h"
+#include "engine/instrument/TestInstrument.h"
 #include "plugin/ReelwarpPlugin.h"
 #include "support/AllocationCounter.h"
 #include "support/Spectrum.h"

@@ -1,8 +1,8 @@
-#include "instrument/TestInstrument.h"
+#include "engine/instrument/TestInstrument.h"
 
 #include "element/ElementRegistry.h"
-#include "instrument/InstrumentContainer.h"
-#include "instrument/Keygroup.h"
+#include "engine/instrument/InstrumentContainer.h"
+#include "engine/instrument/Keygroup.h"
 
 namespace qel::testInstrument
 {

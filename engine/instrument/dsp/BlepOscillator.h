@@ -1,6 +1,6 @@
 #pragma once
 
-#include "instrument/dsp/MinBlepTable.h"
+#include "engine/instrument/dsp/MinBlepTable.h"
 
 #include <algorithm>
 #include <cmath>

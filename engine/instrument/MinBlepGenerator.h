@@ -1,7 +1,7 @@
 #pragma once
 
-#include "instrument/VoiceComponent.h"
-#include "instrument/dsp/BlepOscillator.h"
+#include "engine/instrument/VoiceComponent.h"
+#include "engine/instrument/dsp/BlepOscillator.h"
 
 namespace qel
 {

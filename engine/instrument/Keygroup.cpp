@@ -1,7 +1,7 @@
-#include "instrument/Keygroup.h"
+#include "engine/instrument/Keygroup.h"
 
 #include "element/Bindings.h"
-#include "instrument/InstrumentContainer.h"
+#include "engine/instrument/InstrumentContainer.h"
 #include "tape/dsp/Decibels.h"
 
 #include <tinyxml2.h>

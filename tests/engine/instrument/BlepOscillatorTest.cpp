@@ -1,6 +1,6 @@
 // The test instrument's oscillator against the saw's known spectrum: partials of 2/(pi k), and what folds back
 // round the sample rate, found where aliasing must put it.
-#include "instrument/dsp/BlepOscillator.h"
+#include "engine/instrument/dsp/BlepOscillator.h"
 #include "support/Spectrum.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "instrument/VoiceComponent.h"
-#include "instrument/dsp/Adsr.h"
+#include "engine/instrument/VoiceComponent.h"
+#include "engine/instrument/dsp/Adsr.h"
 
 namespace qel
 {

@@ -2,8 +2,8 @@
 
 #include "element/ProcessingElement.h"
 #include "element/SignalConnection.h"
-#include "instrument/AdsrEnvelope.h"
-#include "instrument/MinBlepGenerator.h"
+#include "engine/instrument/AdsrEnvelope.h"
+#include "engine/instrument/MinBlepGenerator.h"
 
 #include <array>
 

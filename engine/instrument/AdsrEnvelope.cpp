@@ -1,4 +1,4 @@
-#include "instrument/AdsrEnvelope.h"
+#include "engine/instrument/AdsrEnvelope.h"
 
 #include "element/Bindings.h"
 

@@ -1,4 +1,4 @@
-#include "instrument/dsp/MinBlepTable.h"
+#include "engine/instrument/dsp/MinBlepTable.h"
 
 #include <cmath>
 #include <complex>

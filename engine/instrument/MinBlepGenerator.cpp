@@ -1,4 +1,4 @@
-#include "instrument/MinBlepGenerator.h"
+#include "engine/instrument/MinBlepGenerator.h"
 
 #include "element/Bindings.h"
 
