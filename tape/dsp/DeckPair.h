@@ -48,101 +48,194 @@ struct DeckPair
     }
 };
 
-// One channel's pair through one slice: deck A runs on the channel and deck B
-// on a copy; from the drive to the play head the two decks share registers,
-// one lane each. Each deck's sample is that of TapeDeck::step.
-template <bool LfoMode>
+// Channels' pairs through one slice, deck A on each channel and deck B on a
+// copy; from the drive to the play head the decks share registers, one lane
+// each: deck A of pair p in lane 2p, deck B in lane 2p + 1. T is Double2 for
+// one pair, Double4 for two. Each deck's sample is that of TapeDeck::step.
+template <bool LfoMode, typename T>
 struct ChannelSlice
 {
-    TapeDeck& a;
-    TapeDeck& b;
-    float* x;
-    const float sign;
-    const Double2 drive = pack(a.told.drive, b.told.drive);
-    const Double2 noiseGain = pack(a.told.noiseGain, b.told.noiseGain);
-    TapeDeck::Slice sliceA = a.beginSlice();
-    TapeDeck::Slice sliceB = b.beginSlice();
-    RecordHeadPair record { a.recordHead, b.recordHead };
-    PlayHeadPair play { a.playHead, b.playHead };
-    // Decks set alike run one LFO between them.
-    const bool sharedLfo = a.sharesLfoWith(b);
-    Double2 compensation {};
+    static constexpr size_t lanes = laneCount<T>;
+    static constexpr size_t pairs = lanes / 2;
 
-    ChannelSlice(DeckPair& pair, float* samples) noexcept
-        : a(pair.deckA), b(pair.deckB), x(samples), sign(pair.phaseInvert ? -1.0f : 1.0f)
-    {
-    }
+    std::array<TapeDeck*, lanes> decks;
+    std::array<float*, pairs> x;
+    std::array<float, pairs> sign;
+    std::array<TapeDeck::Slice, lanes> slices;
+    // Decks of a pair set alike run one LFO between them.
+    std::array<bool, pairs> sharedLfo;
+    T drive, noiseGain, compensation {};
+    RecordHeadLanes<T> record { eachDeck([](TapeDeck& d) { return &d.recordHead; }) };
+    PlayHeadLanes<T> play { eachDeck([](TapeDeck& d) { return &d.playHead; }) };
 
-    // The noise reduction of deck A (0) or B (1), which runs outside the slice.
-    NoiseReduction* noiseReduction(size_t deck) const noexcept
+    ChannelSlice(const std::array<DeckPair*, pairs>& channelPairs, const std::array<float*, pairs>& samples) noexcept
+        : decks(decksOf(channelPairs)), x(samples)
     {
-        return deck == 0 ? &a.noiseReduction : &b.noiseReduction;
-    }
-
-    // Sample i up to the encoder, and deck B's speed deviation. Inline, as
-    // is back: out of line the channels' samples could not overlap.
-    QEL_ALWAYS_INLINE Double2 front(int i, float& deviation) noexcept
-    {
-        if constexpr (LfoMode)
+        for (size_t p = 0; p < pairs; ++p)
         {
-            const float position = a.lfoPosition(sliceA);
-            a.relativePosition = position;
-            b.relativePosition = sharedLfo ? position : b.lfoPosition(sliceB);
+            sign[p] = channelPairs[p]->phaseInvert ? -1.0f : 1.0f;
+            sharedLfo[p] = decks[2 * p]->sharesLfoWith(*decks[2 * p + 1]);
         }
-        float deviationA;
-        const Double2 s = pack(a.tapeFront<false, false>(sliceA, x[i], deviationA),
-                               b.tapeFront<false, true>(sliceB, x[i], deviation));
-        compensation = pack(static_cast<double>(a.driveCompensation.value()),
-                            static_cast<double>(b.driveCompensation.value()));
+        for (size_t k = 0; k < lanes; ++k)
+            slices[k] = decks[k]->beginSlice();
+        drive = lanesFrom<T>([&](size_t k) { return decks[k]->told.drive; });
+        noiseGain = lanesFrom<T>([&](size_t k) { return decks[k]->told.noiseGain; });
+    }
+
+    // Sample i up to the encoder; deviation takes the last deck B's speed
+    // deviation. Inline, as is back: out of line the decks' samples could not overlap.
+    QEL_ALWAYS_INLINE T front(int i, float& deviation) noexcept
+    {
+        float unused;
+        const T s = lanesFrom<T>([&](auto lane) QEL_INLINE_LAMBDA {
+            constexpr size_t k = decltype(lane)::value;
+            constexpr bool deckB = k % 2 == 1;
+            TapeDeck& d = *decks[k];
+            if constexpr (LfoMode)
+            {
+                if constexpr (deckB)
+                    d.relativePosition = sharedLfo[k / 2] ? decks[k - 1]->relativePosition : d.lfoPosition(slices[k]);
+                else
+                    d.relativePosition = d.lfoPosition(slices[k]);
+            }
+            return d.template tapeFront<false, deckB>(slices[k], x[k / 2][i], k + 1 == lanes ? deviation : unused);
+        });
+        compensation = lanesFrom<T>(
+            [&](size_t k) QEL_INLINE_LAMBDA { return static_cast<double>(decks[k]->driveCompensation.value()); });
         return tanhOf(s * drive * 0.01) * 100.0;
     }
 
-    Double2 magnetise(Double2 e) noexcept { return record.process(e, compensation * noiseGain); }
+    T magnetise(T e) noexcept { return record.process(e, compensation * noiseGain); }
 
-    // Sample i from the decoder on: the play head, and the pair's sum.
-    QEL_ALWAYS_INLINE void back(int i, Double2 g) noexcept
+    // Sample i from the decoder on: the play head, and each pair's sum.
+    QEL_ALWAYS_INLINE void back(int i, T g) noexcept
     {
-        const Double2 y = play.process(g) / compensation;
-        const float outA = a.tapeBack<LfoMode, false>(sliceA, y[0]);
-        const float outB = b.tapeBack<LfoMode, true>(sliceB, y[1]);
-        x[i] = outA + outB * sign;
+        const T y = play.process(g) / compensation;
+        for (size_t p = 0; p < pairs; ++p)
+        {
+            const float outA = decks[2 * p]->template tapeBack<LfoMode, false>(slices[2 * p], y[2 * p]);
+            const float outB = decks[2 * p + 1]->template tapeBack<LfoMode, true>(slices[2 * p + 1], y[2 * p + 1]);
+            x[p][i] = outA + outB * sign[p];
+        }
     }
 
     void end(int n) noexcept
     {
         record.store();
         play.store();
-        a.endSlice(n, sliceA);
-        b.endSlice(n, sliceB);
+        for (size_t k = 0; k < lanes; ++k)
+            decks[k]->endSlice(n, slices[k]);
+    }
+
+    std::array<NoiseReduction*, lanes> noiseReduction() const noexcept
+    {
+        return eachDeck([](TapeDeck& d) { return &d.noiseReduction; });
+    }
+
+private:
+    static std::array<TapeDeck*, lanes> decksOf(const std::array<DeckPair*, pairs>& channelPairs) noexcept
+    {
+        std::array<TapeDeck*, lanes> d;
+        for (size_t p = 0; p < pairs; ++p)
+        {
+            d[2 * p] = &channelPairs[p]->deckA;
+            d[2 * p + 1] = &channelPairs[p]->deckB;
+        }
+        return d;
+    }
+
+    template <typename Get>
+    auto eachDeck(Get&& get) const noexcept
+    {
+        std::array<decltype(get(*decks[0])), lanes> each;
+        for (size_t k = 0; k < lanes; ++k)
+            each[k] = get(*decks[k]);
+        return each;
+    }
+
+    template <typename Action, size_t... K>
+    static QEL_ALWAYS_INLINE void forEachLane(Action&& action, std::index_sequence<K...>) noexcept
+    {
+        (action(std::integral_constant<size_t, K>()), ...);
+    }
+
+    template <typename Action>
+    static QEL_ALWAYS_INLINE void forEachLane(Action&& action) noexcept
+    {
+        forEachLane(action, std::make_index_sequence<lanes>());
     }
 };
 
+// The lanes of several lane values one after the other, and slice S's value
+// back from them: the noise reduction runs deck by deck.
+template <typename T, size_t Slices>
+QEL_ALWAYS_INLINE std::array<double, Slices * laneCount<T>> eachLane(const std::array<T, Slices>& v) noexcept
+{
+    std::array<double, Slices * laneCount<T>> each;
+    for (size_t s = 0; s < Slices; ++s)
+        for (size_t k = 0; k < laneCount<T>; ++k)
+            each[s * laneCount<T> + k] = v[s][k];
+    return each;
+}
+
+template <typename T, size_t S, size_t N>
+QEL_ALWAYS_INLINE T fromLanes(const std::array<double, N>& each) noexcept
+{
+    return lanesFrom<T>([&](size_t k) QEL_INLINE_LAMBDA { return each[S * laneCount<T> + k]; });
+}
+
 // Channels' pairs, each in place on its own buffer, for one set of modes,
 // sample by sample side by side: the channels are independent, and their
-// compander searches and head solvers overlap in the processor. deviation
-// takes deck B's speed deviation of the last channel.
-template <bool LfoMode, NoiseReductionMode Encoder, NoiseReductionMode Decoder, size_t Channels, size_t... C>
-void processChannels(const std::array<DeckPair*, Channels>& pairs, const std::array<float*, Channels>& buffers,
-                     int frames, float* deviation, std::index_sequence<C...>) noexcept
+// compander searches and head solvers overlap in the processor. Slices of
+// T's width each take laneCount<T> / 2 pairs; deviation takes the last
+// deck B's speed deviation.
+template <bool LfoMode, NoiseReductionMode Encoder, NoiseReductionMode Decoder, typename T, size_t Slices, size_t... S>
+void processLanes(const std::array<DeckPair*, Slices * laneCount<T> / 2>& pairs,
+                  const std::array<float*, Slices * laneCount<T> / 2>& buffers, int frames, float* deviation,
+                  std::index_sequence<S...>) noexcept
 {
+    using Slice = ChannelSlice<LfoMode, T>;
+    constexpr size_t P = Slice::pairs;
+    constexpr size_t decks = Slices * Slice::lanes;
     float unused[DeckPair::maxSlice];
     for (int start = 0; start < frames; start += DeckPair::maxSlice)
     {
         const int n = std::min(DeckPair::maxSlice, frames - start);
         float* dev = deviation + start;
-        std::array<ChannelSlice<LfoMode>, Channels> slices { ChannelSlice<LfoMode> { *pairs[C], buffers[C] + start }... };
-        std::array<NoiseReduction*, 2 * Channels> noiseReduction {};
-        for (size_t d = 0; d < 2 * Channels; ++d)
-            noiseReduction[d] = slices[d / 2].noiseReduction(d % 2);
+        const auto slicePairs = [&](size_t s) {
+            std::array<DeckPair*, P> p;
+            std::array<float*, P> b;
+            for (size_t k = 0; k < P; ++k)
+            {
+                p[k] = pairs[s * P + k];
+                b[k] = buffers[s * P + k] + start;
+            }
+            return Slice { p, b };
+        };
+        std::array<Slice, Slices> slices { slicePairs(S)... };
+        std::array<NoiseReduction*, decks> noiseReduction;
+        for (size_t s = 0; s < Slices; ++s)
+            for (size_t k = 0; k < Slice::lanes; ++k)
+                noiseReduction[s * Slice::lanes + k] = slices[s].noiseReduction()[k];
         for (int i = 0; i < n; ++i)
         {
-            std::array<Double2, Channels> v { slices[C].front(i, C + 1 == Channels ? dev[i] : unused[i])... };
-            NoiseReduction::encodeChannels<Encoder, Channels>(noiseReduction, v);
-            v = { slices[C].magnetise(v[C])... };
-            NoiseReduction::decodeChannels<Decoder, Channels>(noiseReduction, v);
-            (slices[C].back(i, v[C]), ...);
+            std::array<T, Slices> v { slices[S].front(i, S + 1 == Slices ? dev[i] : unused[i])... };
+            if constexpr (Encoder != NoiseReductionMode::none)
+            {
+                auto each = eachLane(v);
+                NoiseReduction::encodeDecks<Encoder>(noiseReduction, each);
+                v = { fromLanes<T, S>(each)... };
+            }
+            v = { slices[S].magnetise(v[S])... };
+            if constexpr (Decoder != NoiseReductionMode::none)
+            {
+                auto each = eachLane(v);
+                NoiseReduction::decodeDecks<Decoder>(noiseReduction, each);
+                v = { fromLanes<T, S>(each)... };
+            }
+            (slices[S].back(i, v[S]), ...);
         }
-        (slices[C].end(n), ...);
+        (slices[S].end(n), ...);
     }
     // A call of no frames changes nothing, but its block has passed all the same.
     if (frames <= 0)
@@ -153,11 +246,19 @@ void processChannels(const std::array<DeckPair*, Channels>& pairs, const std::ar
         }
 }
 
+template <bool LfoMode, NoiseReductionMode Encoder, NoiseReductionMode Decoder, size_t Channels>
+void processChannels(const std::array<DeckPair*, Channels>& pairs, const std::array<float*, Channels>& buffers,
+                     int frames, float* deviation) noexcept
+{
+    processLanes<LfoMode, Encoder, Decoder, Double2, Channels>(pairs, buffers, frames, deviation,
+                                                               std::make_index_sequence<Channels>());
+}
+
 // One channel through its pair, in place, for one set of modes.
 template <bool LfoMode, NoiseReductionMode Encoder, NoiseReductionMode Decoder>
 void processChannel(DeckPair& pair, float* buffer, int frames, float* deviation) noexcept
 {
-    processChannels<LfoMode, Encoder, Decoder, 1>({ &pair }, { buffer }, frames, deviation, std::index_sequence<0>());
+    processChannels<LfoMode, Encoder, Decoder, 1>({ &pair }, { buffer }, frames, deviation);
 }
 
 // Two channels through their pairs together: what processChannel gives for
@@ -167,7 +268,7 @@ void processChannelPair(DeckPair& first, DeckPair& second, float* firstBuffer, f
                         float* deviation) noexcept
 {
     processChannels<LfoMode, Encoder, Decoder, 2>({ &first, &second }, { firstBuffer, secondBuffer }, frames,
-                                                  deviation, std::index_sequence<0, 1>());
+                                                  deviation);
 }
 
 using ChannelProcessor = void (*)(DeckPair&, float*, int, float*) noexcept;

@@ -95,72 +95,66 @@ struct NoiseReduction
             return m;
     }
 
-    // The decks of one or more channels, deck A and deck B of channel c in
-    // decks[2c] and decks[2c + 1] and in the lanes of x[c], in place. All
-    // their searches run side by side.
-    template <NoiseReductionMode Mode, size_t Channels>
-    static void encodeChannels(const std::array<NoiseReduction*, 2 * Channels>& decks,
-                               std::array<Double2, Channels>& x) noexcept
+    // Several decks' samples, deck k's in x[k], in place. All their searches
+    // run side by side.
+    template <NoiseReductionMode Mode, size_t Decks>
+    static void encodeDecks(const std::array<NoiseReduction*, Decks>& decks, std::array<double, Decks>& x) noexcept
     {
         if constexpr (Mode == NoiseReductionMode::typeB)
         {
-            auto searches = eachDeck<Channels>([&](size_t d) {
-                return TypeBCompander::Search { decks[d]->typeBEncoder, x[d / 2][d % 2], false };
+            auto searches = eachDeck<Decks>([&](size_t d) {
+                return TypeBCompander::Search { decks[d]->typeBEncoder, x[d], false };
             });
             searchTogether(searches);
             finishAll(searches, x);
         }
         else if constexpr (Mode != NoiseReductionMode::none)
-            for (size_t c = 0; c < Channels; ++c)
-                x[c] = pack(decks[2 * c]->template encode<Mode>(x[c][0]), decks[2 * c + 1]->template encode<Mode>(x[c][1]));
+            for (size_t d = 0; d < Decks; ++d)
+                x[d] = decks[d]->template encode<Mode>(x[d]);
     }
 
-    template <NoiseReductionMode Mode, size_t Channels>
-    static void decodeChannels(const std::array<NoiseReduction*, 2 * Channels>& decks,
-                               std::array<Double2, Channels>& x) noexcept
+    template <NoiseReductionMode Mode, size_t Decks>
+    static void decodeDecks(const std::array<NoiseReduction*, Decks>& decks, std::array<double, Decks>& x) noexcept
     {
         if constexpr (Mode == NoiseReductionMode::typeA)
         {
-            auto searches = eachDeck<Channels>([&](size_t d) {
-                return TypeACompander::DecodeSearch { decks[d]->typeADecoder, x[d / 2][d % 2] };
+            auto searches = eachDeck<Decks>([&](size_t d) {
+                return TypeACompander::DecodeSearch { decks[d]->typeADecoder, x[d] };
             });
             searchInLockstep(searches);
             finishAll(searches, x);
         }
         else if constexpr (Mode == NoiseReductionMode::typeB)
         {
-            auto searches = eachDeck<Channels>([&](size_t d) {
-                return TypeBCompander::Search { decks[d]->typeBDecoder, x[d / 2][d % 2], true };
+            auto searches = eachDeck<Decks>([&](size_t d) {
+                return TypeBCompander::Search { decks[d]->typeBDecoder, x[d], true };
             });
             searchTogether(searches);
             finishAll(searches, x);
         }
         else if constexpr (Mode != NoiseReductionMode::none)
-            for (size_t c = 0; c < Channels; ++c)
-                x[c] = pack(decks[2 * c]->template decode<Mode>(x[c][0]), decks[2 * c + 1]->template decode<Mode>(x[c][1]));
+            for (size_t d = 0; d < Decks; ++d)
+                x[d] = decks[d]->template decode<Mode>(x[d]);
     }
 
 private:
-    template <size_t Channels, typename Make, size_t... D>
+    template <size_t Decks, typename Make, size_t... D>
     static auto eachDeck(Make&& make, std::index_sequence<D...>) noexcept
     {
-        return std::array<decltype(make(0)), 2 * Channels> { make(D)... };
+        return std::array<decltype(make(0)), Decks> { make(D)... };
     }
 
-    template <size_t Channels, typename Make>
+    template <size_t Decks, typename Make>
     static auto eachDeck(Make&& make) noexcept
     {
-        return eachDeck<Channels>(make, std::make_index_sequence<2 * Channels>());
+        return eachDeck<Decks>(make, std::make_index_sequence<Decks>());
     }
 
     template <typename Search, size_t Decks>
-    static void finishAll(std::array<Search, Decks>& searches, std::array<Double2, Decks / 2>& x) noexcept
+    static void finishAll(std::array<Search, Decks>& searches, std::array<double, Decks>& x) noexcept
     {
-        for (size_t c = 0; c < Decks / 2; ++c)
-        {
-            const double outA = searches[2 * c].finish();
-            x[c] = pack(outA, searches[2 * c + 1].finish());
-        }
+        for (size_t d = 0; d < Decks; ++d)
+            x[d] = searches[d].finish();
     }
 
     static void clearMode(NoiseReductionMode mode, EmphasisShelf& shelf, TypeACompander& a, TypeBCompander& b) noexcept

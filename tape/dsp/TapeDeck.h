@@ -194,7 +194,7 @@ struct TapeDeck
     }
 
 private:
-    template <bool LfoMode>
+    template <bool LfoMode, typename T>
     friend struct ChannelSlice;
 
     Settings told;
