@@ -52,7 +52,7 @@ struct DeckPair
 // copy; from the drive to the play head the decks share registers, one lane
 // each: deck A of pair p in lane 2p, deck B in lane 2p + 1. T is Double2 for
 // one pair, Double4 for two. Each deck's sample is that of TapeDeck::step.
-template <bool LfoMode, typename T>
+template <bool LfoMode, NoiseReductionMode Encoder, NoiseReductionMode Decoder, typename T>
 struct ChannelSlice
 {
     static constexpr size_t lanes = laneCount<T>;
@@ -67,6 +67,7 @@ struct ChannelSlice
     T drive, noiseGain, compensation {};
     RecordHeadLanes<T> record { eachDeck([](TapeDeck& d) { return &d.recordHead; }) };
     PlayHeadLanes<T> play { eachDeck([](TapeDeck& d) { return &d.playHead; }) };
+    NoiseReductionLanes<T, Encoder, Decoder> noiseReduction { eachDeck([](TapeDeck& d) { return &d.noiseReduction; }) };
 
     ChannelSlice(const std::array<DeckPair*, pairs>& channelPairs, const std::array<float*, pairs>& samples) noexcept
         : decks(decksOf(channelPairs)), x(samples)
@@ -105,7 +106,9 @@ struct ChannelSlice
         return tanhOf(s * drive * 0.01) * 100.0;
     }
 
+    QEL_ALWAYS_INLINE T encode(T u) noexcept { return noiseReduction.encode(u); }
     T magnetise(T e) noexcept { return record.process(e, compensation * noiseGain); }
+    QEL_ALWAYS_INLINE T decode(T m) noexcept { return noiseReduction.decode(m); }
 
     // Sample i from the decoder on: the play head, and each pair's sum.
     QEL_ALWAYS_INLINE void back(int i, T g) noexcept
@@ -123,13 +126,9 @@ struct ChannelSlice
     {
         record.store();
         play.store();
+        noiseReduction.store();
         for (size_t k = 0; k < lanes; ++k)
             decks[k]->endSlice(n, slices[k]);
-    }
-
-    std::array<NoiseReduction*, lanes> noiseReduction() const noexcept
-    {
-        return eachDeck([](TapeDeck& d) { return &d.noiseReduction; });
     }
 
 private:
@@ -166,24 +165,6 @@ private:
     }
 };
 
-// The lanes of several lane values one after the other, and slice S's value
-// back from them: the noise reduction runs deck by deck.
-template <typename T, size_t Slices>
-QEL_ALWAYS_INLINE std::array<double, Slices * laneCount<T>> eachLane(const std::array<T, Slices>& v) noexcept
-{
-    std::array<double, Slices * laneCount<T>> each;
-    for (size_t s = 0; s < Slices; ++s)
-        for (size_t k = 0; k < laneCount<T>; ++k)
-            each[s * laneCount<T> + k] = v[s][k];
-    return each;
-}
-
-template <typename T, size_t S, size_t N>
-QEL_ALWAYS_INLINE T fromLanes(const std::array<double, N>& each) noexcept
-{
-    return lanesFrom<T>([&](size_t k) QEL_INLINE_LAMBDA { return each[S * laneCount<T> + k]; });
-}
-
 // Channels' pairs, each in place on its own buffer, for one set of modes,
 // sample by sample side by side: the channels are independent, and their
 // compander searches and head solvers overlap in the processor. Slices of
@@ -194,9 +175,8 @@ void processLanes(const std::array<DeckPair*, Slices * laneCount<T> / 2>& pairs,
                   const std::array<float*, Slices * laneCount<T> / 2>& buffers, int frames, float* deviation,
                   std::index_sequence<S...>) noexcept
 {
-    using Slice = ChannelSlice<LfoMode, T>;
+    using Slice = ChannelSlice<LfoMode, Encoder, Decoder, T>;
     constexpr size_t P = Slice::pairs;
-    constexpr size_t decks = Slices * Slice::lanes;
     float unused[DeckPair::maxSlice];
     for (int start = 0; start < frames; start += DeckPair::maxSlice)
     {
@@ -213,26 +193,12 @@ void processLanes(const std::array<DeckPair*, Slices * laneCount<T> / 2>& pairs,
             return Slice { p, b };
         };
         std::array<Slice, Slices> slices { slicePairs(S)... };
-        std::array<NoiseReduction*, decks> noiseReduction;
-        for (size_t s = 0; s < Slices; ++s)
-            for (size_t k = 0; k < Slice::lanes; ++k)
-                noiseReduction[s * Slice::lanes + k] = slices[s].noiseReduction()[k];
         for (int i = 0; i < n; ++i)
         {
             std::array<T, Slices> v { slices[S].front(i, S + 1 == Slices ? dev[i] : unused[i])... };
-            if constexpr (Encoder != NoiseReductionMode::none)
-            {
-                auto each = eachLane(v);
-                NoiseReduction::encodeDecks<Encoder>(noiseReduction, each);
-                v = { fromLanes<T, S>(each)... };
-            }
+            v = { slices[S].encode(v[S])... };
             v = { slices[S].magnetise(v[S])... };
-            if constexpr (Decoder != NoiseReductionMode::none)
-            {
-                auto each = eachLane(v);
-                NoiseReduction::decodeDecks<Decoder>(noiseReduction, each);
-                v = { fromLanes<T, S>(each)... };
-            }
+            v = { slices[S].decode(v[S])... };
             (slices[S].back(i, v[S]), ...);
         }
         (slices[S].end(n), ...);

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <type_traits>
 #include <utility>
 
 namespace qel
@@ -95,68 +96,7 @@ struct NoiseReduction
             return m;
     }
 
-    // Several decks' samples, deck k's in x[k], in place. All their searches
-    // run side by side.
-    template <NoiseReductionMode Mode, size_t Decks>
-    static void encodeDecks(const std::array<NoiseReduction*, Decks>& decks, std::array<double, Decks>& x) noexcept
-    {
-        if constexpr (Mode == NoiseReductionMode::typeB)
-        {
-            auto searches = eachDeck<Decks>([&](size_t d) {
-                return TypeBCompander::Search { decks[d]->typeBEncoder, x[d], false };
-            });
-            searchTogether(searches);
-            finishAll(searches, x);
-        }
-        else if constexpr (Mode != NoiseReductionMode::none)
-            for (size_t d = 0; d < Decks; ++d)
-                x[d] = decks[d]->template encode<Mode>(x[d]);
-    }
-
-    template <NoiseReductionMode Mode, size_t Decks>
-    static void decodeDecks(const std::array<NoiseReduction*, Decks>& decks, std::array<double, Decks>& x) noexcept
-    {
-        if constexpr (Mode == NoiseReductionMode::typeA)
-        {
-            auto searches = eachDeck<Decks>([&](size_t d) {
-                return TypeACompander::DecodeSearch { decks[d]->typeADecoder, x[d] };
-            });
-            searchInLockstep(searches);
-            finishAll(searches, x);
-        }
-        else if constexpr (Mode == NoiseReductionMode::typeB)
-        {
-            auto searches = eachDeck<Decks>([&](size_t d) {
-                return TypeBCompander::Search { decks[d]->typeBDecoder, x[d], true };
-            });
-            searchTogether(searches);
-            finishAll(searches, x);
-        }
-        else if constexpr (Mode != NoiseReductionMode::none)
-            for (size_t d = 0; d < Decks; ++d)
-                x[d] = decks[d]->template decode<Mode>(x[d]);
-    }
-
 private:
-    template <size_t Decks, typename Make, size_t... D>
-    static auto eachDeck(Make&& make, std::index_sequence<D...>) noexcept
-    {
-        return std::array<decltype(make(0)), Decks> { make(D)... };
-    }
-
-    template <size_t Decks, typename Make>
-    static auto eachDeck(Make&& make) noexcept
-    {
-        return eachDeck<Decks>(make, std::make_index_sequence<Decks>());
-    }
-
-    template <typename Search, size_t Decks>
-    static void finishAll(std::array<Search, Decks>& searches, std::array<double, Decks>& x) noexcept
-    {
-        for (size_t d = 0; d < Decks; ++d)
-            x[d] = searches[d].finish();
-    }
-
     static void clearMode(NoiseReductionMode mode, EmphasisShelf& shelf, TypeACompander& a, TypeBCompander& b) noexcept
     {
         switch (mode)
@@ -166,6 +106,80 @@ private:
             case NoiseReductionMode::typeB: b.clear(); break;
             default: break;
         }
+    }
+};
+
+// The noise reduction of several decks through a slice, lane k for deck k,
+// for the modes of a compiled loop: the companders' searches run in lockstep
+// across the lanes, the shelves deck by deck.
+template <typename T, NoiseReductionMode Encoder, NoiseReductionMode Decoder>
+struct NoiseReductionLanes
+{
+    static constexpr size_t N = laneCount<T>;
+
+    struct NoLanes
+    {
+        void store() noexcept {}
+    };
+
+    template <NoiseReductionMode Mode, typename Get>
+    static auto lanesFor(const std::array<NoiseReduction*, N>& decks, Get&& get) noexcept
+    {
+        if constexpr (Mode == NoiseReductionMode::typeA || Mode == NoiseReductionMode::typeB)
+        {
+            using Compander = std::remove_reference_t<decltype(get(*decks[0]))>;
+            std::array<Compander*, N> each;
+            for (size_t k = 0; k < N; ++k)
+                each[k] = &get(*decks[k]);
+            return CompanderLanes<Compander, T> { each };
+        }
+        else
+            return NoLanes {};
+    }
+
+    template <NoiseReductionMode Mode, bool Encoding>
+    static auto& pick(NoiseReduction& d) noexcept
+    {
+        if constexpr (Mode == NoiseReductionMode::typeA)
+            return Encoding ? d.typeAEncoder : d.typeADecoder;
+        else
+            return Encoding ? d.typeBEncoder : d.typeBDecoder;
+    }
+
+    std::array<NoiseReduction*, N> decks;
+    decltype(lanesFor<Encoder>(decks, pick<Encoder, true>)) encoder = lanesFor<Encoder>(decks, pick<Encoder, true>);
+    decltype(lanesFor<Decoder>(decks, pick<Decoder, false>)) decoder = lanesFor<Decoder>(decks, pick<Decoder, false>);
+
+    explicit NoiseReductionLanes(const std::array<NoiseReduction*, N>& each) noexcept : decks(each) {}
+
+    QEL_ALWAYS_INLINE T encode(T x) noexcept
+    {
+        if constexpr (Encoder == NoiseReductionMode::preEmphasis)
+            return lanesFrom<T>([&](size_t k) QEL_INLINE_LAMBDA { return decks[k]->encoderShelf.encode(x[k]); });
+        else if constexpr (Encoder == NoiseReductionMode::typeA)
+            return encoder.first.encode(encoder.lanes, x);
+        else if constexpr (Encoder == NoiseReductionMode::typeB)
+            return encoder.first.template run<false>(encoder.lanes, x, encoder.passLimit);
+        else
+            return x;
+    }
+
+    QEL_ALWAYS_INLINE T decode(T m) noexcept
+    {
+        if constexpr (Decoder == NoiseReductionMode::preEmphasis)
+            return lanesFrom<T>([&](size_t k) QEL_INLINE_LAMBDA { return decks[k]->decoderShelf.decode(m[k]); });
+        else if constexpr (Decoder == NoiseReductionMode::typeA)
+            return decoder.first.decode(decoder.lanes, m, decoder.passLimit);
+        else if constexpr (Decoder == NoiseReductionMode::typeB)
+            return decoder.first.template run<true>(decoder.lanes, m, decoder.passLimit);
+        else
+            return m;
+    }
+
+    void store() noexcept
+    {
+        encoder.store();
+        decoder.store();
     }
 };
 
