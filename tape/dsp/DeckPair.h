@@ -151,18 +151,6 @@ private:
             each[k] = get(*decks[k]);
         return each;
     }
-
-    template <typename Action, size_t... K>
-    static QEL_ALWAYS_INLINE void forEachLane(Action&& action, std::index_sequence<K...>) noexcept
-    {
-        (action(std::integral_constant<size_t, K>()), ...);
-    }
-
-    template <typename Action>
-    static QEL_ALWAYS_INLINE void forEachLane(Action&& action) noexcept
-    {
-        forEachLane(action, std::make_index_sequence<lanes>());
-    }
 };
 
 // Channels' pairs, each in place on its own buffer, for one set of modes,

@@ -51,19 +51,12 @@ inline Double2 absOf(Double2 x) noexcept
     return bitCast<Double2>(bitCast<Mask2>(x) & Mask2 { INT64_MAX, INT64_MAX });
 }
 
-// The value of the later of two trial evaluations, which is what a search
-// that evaluated them one after the other would have left behind.
-inline double lastLane(double x) noexcept { return x; }
-inline double lastLane(Double2 x) noexcept { return x[1]; }
-
 inline double minOf(double a, double b) noexcept { return b < a ? b : a; }
 inline Double2 minOf(Double2 a, Double2 b) noexcept { return b < a ? b : a; }
 
 // True where x is neither infinite nor NaN.
 inline bool finite(double x) noexcept { return x - x == 0.0; }
 inline Mask2 finite(Double2 x) noexcept { return x - x == Double2 { 0.0, 0.0 }; }
-
-inline Double2 pack(double a, double b) noexcept { return Double2 { a, b }; }
 
 // Four decks, both pairs of a stereo instance, in one AVX register; only
 // code compiled for AVX2 sees this width.

@@ -34,14 +34,14 @@ struct TypeACompander
         T lastSolution {};
     };
 
-    // A band's constants. The cell's voltage, times sqrt 2, is
+    // A band's constants. The cell's envelope, its voltage times sqrt 2, is
     // |filtered| voltageOfInput + q voltageOfCharge.
     struct Band
     {
         double inputGain;
         DigitalCoefficients<2> filter;
-        double g, h, voltageOfInput, voltageOfCharge;
-        double lowKnee, highKnee, top, cubic[4];
+        CompressorCell cell;
+        double voltageOfInput, voltageOfCharge;
     };
 
     std::array<Band, bands> band {};
@@ -71,12 +71,9 @@ struct TypeACompander
             CompressorCell cell;
             cell.configure(threshold[k], knee[k]);
             cell.prepare(sampleRate);
-            const EnvelopeCell& e = cell.envelope;
-            band[k] = { gain[k], bilinear<2>(num, den, sampleRate), e.g, e.h,
-                        0.5 * e.g * e.inverseC * 1.4142135623730951,
-                        (0.5 * e.h + 1.0) * e.inverseC * 1.4142135623730951,
-                        cell.lowKnee, cell.highKnee, cell.top,
-                        { cell.cubic[0], cell.cubic[1], cell.cubic[2], cell.cubic[3] } };
+            band[k] = { gain[k], bilinear<2>(num, den, sampleRate), cell,
+                        cell.envelope.voltageOfInput() * 1.4142135623730951,
+                        cell.envelope.voltageOfCharge() * 1.4142135623730951 };
         }
         clear();
     }
@@ -105,7 +102,7 @@ struct TypeACompander
             const auto& f = band[k].filter;
             p.filtered[k] = (f.b[1] * s.x1[k] + f.b[2] * s.x2[k]) - (f.a[1] * s.y1[k] + f.a[2] * s.y2[k]);
             p.voltage[k] = s.q[k] * band[k].voltageOfCharge;
-            p.charge[k] = s.q[k] * band[k].h;
+            p.charge[k] = s.q[k] * band[k].cell.envelope.h;
         }
         return p;
     }
@@ -126,10 +123,7 @@ struct TypeACompander
             const Band& b = band[k];
             const T filtered = b.filter.b[0] * (b.inputGain * x) + p.filtered[k];
             const T e = absOf(filtered) * b.voltageOfInput + p.voltage[k];
-            const T t = e - b.lowKnee;
-            const T knee = b.cubic[0] + t * (b.cubic[1] + t * (b.cubic[2] + t * b.cubic[3]));
-            const T above = (e - b.highKnee) * CompressorCell::aboveKneeSlope + b.top;
-            cf[k] = select(e < b.lowKnee, e, select(e > b.highKnee, above, knee)) * filtered;
+            cf[k] = b.cell.curve(e) * filtered;
             E[k] = e + tiny;
         }
         // c0 f0 / E0 + c1 f1 / E1 + c2 f2 / E2 over the one denominator.
@@ -149,7 +143,7 @@ struct TypeACompander
             s.x1[k] = in;
             s.y2[k] = s.y1[k];
             s.y1[k] = filtered;
-            s.q[k] = s.q[k] + (absOf(filtered) * b.g + p.charge[k]);
+            s.q[k] = s.q[k] + (absOf(filtered) * b.cell.envelope.g + p.charge[k]);
         }
     }
 

@@ -42,8 +42,9 @@ struct TypeBCompander
     // output is v sideIn + x1 sideX + y1 sideY.
     struct Constants
     {
+        CompressorCell cell;
+        EnvelopeCell side { 2061296.98, 1e-9 };
         double cellG = 0.0, cellH = 0.0, cellVoltageOfInput = 0.0, cellVoltageOfCharge = 0.0;
-        double lowKnee = 0.0, highKnee = 0.0, top = 0.0, cubic[4] {};
         double sideG = 0.0, sideH = 0.0, sideVoltageOfInput = 0.0, sideVoltageOfCharge = 0.0;
         double sideIn = 0.0, sideX = 0.0, sideY = 0.0;
         double twoF = 0.0;
@@ -56,25 +57,18 @@ struct TypeBCompander
 
     void prepare(double sampleRate) noexcept
     {
-        CompressorCell cell;
-        cell.configure(-10.0, 0.3);
-        cell.prepare(sampleRate);
-        EnvelopeCell side { 2061296.98, 1e-9 };
-        side.prepare(sampleRate);
-        const EnvelopeCell& e = cell.envelope;
+        k.cell.configure(-10.0, 0.3);
+        k.cell.prepare(sampleRate);
+        k.side.prepare(sampleRate);
+        const EnvelopeCell& e = k.cell.envelope;
         k.cellG = e.g;
         k.cellH = e.h;
-        k.cellVoltageOfInput = 0.5 * e.g * e.inverseC * 1.4142135623730951;
-        k.cellVoltageOfCharge = (0.5 * e.h + 1.0) * e.inverseC * 1.4142135623730951;
-        k.lowKnee = cell.lowKnee;
-        k.highKnee = cell.highKnee;
-        k.top = cell.top;
-        for (int i = 0; i < 4; ++i)
-            k.cubic[i] = cell.cubic[i];
-        k.sideG = side.g;
-        k.sideH = side.h;
-        k.sideVoltageOfInput = 0.5 * side.g * side.inverseC;
-        k.sideVoltageOfCharge = (0.5 * side.h + 1.0) * side.inverseC;
+        k.cellVoltageOfInput = e.voltageOfInput() * 1.4142135623730951;
+        k.cellVoltageOfCharge = e.voltageOfCharge() * 1.4142135623730951;
+        k.sideG = k.side.g;
+        k.sideH = k.side.h;
+        k.sideVoltageOfInput = k.side.voltageOfInput();
+        k.sideVoltageOfCharge = k.side.voltageOfCharge();
         k.twoF = 2.0 * sampleRate;
         const double cd = sideGain * sideZero, denominator = cd + k.twoF;
         k.sideIn = (cd + sideGain * k.twoF) / denominator;
@@ -131,10 +125,7 @@ struct TypeBCompander
     QEL_ALWAYS_INLINE Cell<T> cell(T v, const Past<T>& p) const noexcept
     {
         const T e = absOf(v) * k.cellVoltageOfInput + p.cellVoltage;
-        const T t = e - k.lowKnee;
-        const T knee = k.cubic[0] + t * (k.cubic[1] + t * (k.cubic[2] + t * k.cubic[3]));
-        const T above = (e - k.highKnee) * CompressorCell::aboveKneeSlope + k.top;
-        return { select(e < k.lowKnee, e, select(e > k.highKnee, above, knee)) * v, e + tiny };
+        return { k.cell.curve(e) * v, e + tiny };
     }
 
     // The side shelf of v sets the sliding corner through the envelope.
