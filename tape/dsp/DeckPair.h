@@ -62,8 +62,9 @@ struct ChannelSlice
     std::array<float*, pairs> x;
     std::array<float, pairs> sign;
     std::array<TapeDeck::Slice, lanes> slices;
-    // Decks of a pair set alike run one LFO between them.
-    std::array<bool, pairs> sharedLfo;
+    // Decks set alike run one LFO between them: deck B its pair's deck A's,
+    // and deck A of a later pair the first pair's.
+    std::array<bool, lanes> sharedLfo;
     T drive, noiseGain, compensation {};
     RecordHeadLanes<T> record { eachDeck([](TapeDeck& d) { return &d.recordHead; }) };
     PlayHeadLanes<T> play { eachDeck([](TapeDeck& d) { return &d.playHead; }) };
@@ -75,7 +76,8 @@ struct ChannelSlice
         for (size_t p = 0; p < pairs; ++p)
         {
             sign[p] = channelPairs[p]->phaseInvert ? -1.0f : 1.0f;
-            sharedLfo[p] = decks[2 * p]->sharesLfoWith(*decks[2 * p + 1]);
+            sharedLfo[2 * p] = p > 0 && decks[2 * p]->sharesLfoWith(*decks[0]);
+            sharedLfo[2 * p + 1] = decks[2 * p]->sharesLfoWith(*decks[2 * p + 1]);
         }
         for (size_t k = 0; k < lanes; ++k)
             slices[k] = decks[k]->beginSlice();
@@ -95,7 +97,9 @@ struct ChannelSlice
             if constexpr (LfoMode)
             {
                 if constexpr (deckB)
-                    d.relativePosition = sharedLfo[k / 2] ? decks[k - 1]->relativePosition : d.lfoPosition(slices[k]);
+                    d.relativePosition = sharedLfo[k] ? decks[k - 1]->relativePosition : d.lfoPosition(slices[k]);
+                else if constexpr (k > 0)
+                    d.relativePosition = sharedLfo[k] ? decks[0]->relativePosition : d.lfoPosition(slices[k]);
                 else
                     d.relativePosition = d.lfoPosition(slices[k]);
             }
