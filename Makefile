@@ -158,10 +158,11 @@ test-rtsan: deps
 	cmake --build $(RTSAN_BUILD) -j$(JOBS) --target rtsan_tests
 	cd $(RTSAN_BUILD) && ctest --output-on-failure -j$(JOBS) -L rtsan
 
+# The whole processor last: it ends with the table of real-time factors.
 bench: build
 	$(BUILD)/bench/reelwarp_bench
-	$(BUILD)/bench/reelwarp_processor_bench
 	$(BUILD)/bench/reelwarp_display_bench
+	$(BUILD)/bench/reelwarp_processor_bench
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(TSAN_BUILD) $(RTSAN_BUILD) $(OUT)

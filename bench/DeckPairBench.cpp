@@ -1,7 +1,7 @@
 // A stereo instance's decks (two per channel) at 48 kHz on 512-frame blocks:
 // "rt_factor" is seconds of stereo audio per second of one core.
 #include "BenchSignal.h"
-#include "tape/dsp/DeckPair.h"
+#include "tape/dsp/FourLanes.h"
 
 #include <memory>
 
@@ -41,12 +41,12 @@ struct StereoDecks
     }
 
     // As the processor runs a stereo instance: both channels side by side.
-    void run()
+    void run(qel::LaneWidth width = qel::LaneWidth::two)
     {
         qel::DeckPair& first = *pairs[0];
         for (int start = 0; start < blockSize; start += 32)
         {
-            const auto process = qel::selectChannelPairProcessor(first);
+            const auto process = qel::selectChannelPairProcessor(first, width);
             process(first, *pairs[1], left + start, right + start, 32, deviation);
         }
     }
@@ -73,6 +73,18 @@ void stereoDecks(benchmark::State& state)
     runBlocks(state, [&] { decks.run(); }, decks.left[0]);
 }
 
+// All four decks in one register.
+void stereoDecksFourLanes(benchmark::State& state)
+{
+    if (qel::chooseLaneWidth() != qel::LaneWidth::four)
+    {
+        state.SkipWithError("no AVX2 here");
+        return;
+    }
+    StereoDecks decks(static_cast<qel::NoiseReductionMode>(state.range(0)), static_cast<qel::NoiseReductionMode>(state.range(1)), state.range(2) != 0);
+    runBlocks(state, [&] { decks.run(qel::LaneWidth::four); }, decks.left[0]);
+}
+
 void stereoDecksEachChannel(benchmark::State& state)
 {
     StereoDecks decks(static_cast<qel::NoiseReductionMode>(state.range(0)), static_cast<qel::NoiseReductionMode>(state.range(1)), state.range(2) != 0);
@@ -80,6 +92,7 @@ void stereoDecksEachChannel(benchmark::State& state)
 }
 
 BENCHMARK(stereoDecks)->Apply(encoderDecoderPairs);
+BENCHMARK(stereoDecksFourLanes)->Apply(encoderDecoderPairs);
 BENCHMARK(stereoDecksEachChannel)->Apply(encoderDecoderPairs);
 
 } // namespace

@@ -167,7 +167,7 @@ void ReelwarpProcessor::processAudio(RenderContext& context, ProcessingElementSt
     // The modes of the first channel choose the loop for all: read once per slice.
     const DeckPair& first = state.decks.front();
     const auto process = selectChannelProcessor(first);
-    const auto processTwo = selectChannelPairProcessor(first);
+    const auto processTwo = selectChannelPairProcessor(first, state.laneWidth);
     if (process == nullptr || processTwo == nullptr)
         return;
 

@@ -3,6 +3,7 @@
 #include "element/ProcessingElement.h"
 #include "tape/dsp/Decibels.h"
 #include "tape/dsp/DeckPair.h"
+#include "tape/dsp/FourLanes.h"
 #include "tape/dsp/DryDelayLine.h"
 #include "tape/dsp/Transport.h"
 
@@ -122,6 +123,8 @@ public:
     float latency = normalLatencySeconds;
     bool lowLatency = false;
     float outputPad = decibelsToGain(-1.0f);
+    // Chosen at prepare from what the processor offers.
+    LaneWidth laneWidth = LaneWidth::two;
 
 private:
     uint32_t nextUnsyncDraw() noexcept;

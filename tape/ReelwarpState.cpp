@@ -32,6 +32,7 @@ void ReelwarpProcessor::State::prepare(double sampleRate, int maximumBlockSize)
     decks.erase(decks.begin() + static_cast<std::ptrdiff_t>(channels), decks.end());
     for (auto& pair : decks)
         pair.prepare(sampleRate);
+    laneWidth = chooseLaneWidth();
 
     dryLines.resize(channels);
     // Reckoned as the processor reckons the delay it asks for, so that the longest one fits.

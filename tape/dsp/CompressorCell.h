@@ -3,19 +3,16 @@
 #include "tape/dsp/Decibels.h"
 #include "tape/dsp/Lanes.h"
 
-#include <cmath>
-
 namespace qel
 {
 
-// A rectifier into an RC integrator, by the trapezoidal rule. A step can be
-// evaluated several times per sample and committed once.
+// A rectifier into an RC integrator, by the trapezoidal rule: a step with x
+// from charge q adds dq = |x| g + q h, and the voltage is (dq / 2 + q) / C.
+// The charges live in the companders' states; this is their design.
 struct EnvelopeCell
 {
     double R = 5000000.0;
     double C = 1e-9;
-    double q = 0.0;
-    double dq = 0.0;
     double g = 0.0;
     double h = 0.0;
     double inverseC = 1e9;
@@ -28,19 +25,9 @@ struct EnvelopeCell
         inverseC = 1.0 / C;
     }
 
-    void clear() noexcept { q = dq = 0.0; }
-
-    // Steps with x, or with two trial values at once; the later one's charge
-    // is what a commit keeps.
-    template <typename T>
-    T step(T x) noexcept
-    {
-        const T charge = absOf(x) * g + q * h;
-        dq = lastLane(charge);
-        return (charge * 0.5 + q) * inverseC;
-    }
-
-    void commit() noexcept { q += dq; }
+    // The voltage after a step, as |x| voltageOfInput() + q voltageOfCharge().
+    double voltageOfInput() const noexcept { return 0.5 * g * inverseC; }
+    double voltageOfCharge() const noexcept { return (0.5 * h + 1.0) * inverseC; }
 };
 
 // Limits a side-chain signal: small signals pass, the envelope is capped near
@@ -71,24 +58,16 @@ struct CompressorCell
     }
 
     void prepare(double sampleRate) noexcept { envelope.prepare(sampleRate); }
-    void clear() noexcept { envelope.clear(); }
-    void commit() noexcept { envelope.commit(); }
 
+    // The limited envelope for envelope e (its voltage times sqrt 2); the
+    // cell's output is curve(e) x / e.
     template <typename T>
-    T curve(T e) const noexcept
+    QEL_ALWAYS_INLINE T curve(T e) const noexcept
     {
         const T t = e - lowKnee;
         const T knee = cubic[0] + t * (cubic[1] + t * (cubic[2] + t * cubic[3]));
         const T above = (e - highKnee) * aboveKneeSlope + top;
         return select(e < lowKnee, e, select(e > highKnee, above, knee));
-    }
-
-    // Steps the envelope with x (not committed) and returns the limited x.
-    template <typename T>
-    T evaluate(T x) noexcept
-    {
-        const T e = envelope.step(x) * 1.4142135623730951;
-        return curve(e) * x / (e + 1e-16);
     }
 };
 

@@ -48,101 +48,152 @@ struct DeckPair
     }
 };
 
-// One channel's pair through one slice: deck A runs on the channel and deck B
-// on a copy; from the drive to the play head the two decks share registers,
-// one lane each. Each deck's sample is that of TapeDeck::step.
-template <bool LfoMode>
+// Channels' pairs through one slice, deck A on each channel and deck B on a
+// copy; from the drive to the play head the decks share registers, one lane
+// each: deck A of pair p in lane 2p, deck B in lane 2p + 1. T is Double2 for
+// one pair, Double4 for two. Each deck's sample is that of TapeDeck::step.
+template <bool LfoMode, NoiseReductionMode Encoder, NoiseReductionMode Decoder, typename T>
 struct ChannelSlice
 {
-    TapeDeck& a;
-    TapeDeck& b;
-    float* x;
-    const float sign;
-    const Double2 drive = pack(a.told.drive, b.told.drive);
-    const Double2 noiseGain = pack(a.told.noiseGain, b.told.noiseGain);
-    TapeDeck::Slice sliceA = a.beginSlice();
-    TapeDeck::Slice sliceB = b.beginSlice();
-    RecordHeadPair record { a.recordHead, b.recordHead };
-    PlayHeadPair play { a.playHead, b.playHead };
-    // Decks set alike run one LFO between them.
-    const bool sharedLfo = a.sharesLfoWith(b);
-    Double2 compensation {};
+    static constexpr size_t lanes = laneCount<T>;
+    static constexpr size_t pairs = lanes / 2;
 
-    ChannelSlice(DeckPair& pair, float* samples) noexcept
-        : a(pair.deckA), b(pair.deckB), x(samples), sign(pair.phaseInvert ? -1.0f : 1.0f)
-    {
-    }
+    std::array<TapeDeck*, lanes> decks;
+    std::array<float*, pairs> x;
+    std::array<float, pairs> sign;
+    std::array<TapeDeck::Slice, lanes> slices;
+    // Decks set alike run one LFO between them: deck B its pair's deck A's,
+    // and deck A of a later pair the first pair's.
+    std::array<bool, lanes> sharedLfo;
+    T drive, noiseGain, compensation {};
+    RecordHeadLanes<T> record { eachDeck([](TapeDeck& d) { return &d.recordHead; }) };
+    PlayHeadLanes<T> play { eachDeck([](TapeDeck& d) { return &d.playHead; }) };
+    NoiseReductionLanes<T, Encoder, Decoder> noiseReduction { eachDeck([](TapeDeck& d) { return &d.noiseReduction; }) };
 
-    // The noise reduction of deck A (0) or B (1), which runs outside the slice.
-    NoiseReduction* noiseReduction(size_t deck) const noexcept
+    ChannelSlice(const std::array<DeckPair*, pairs>& channelPairs, const std::array<float*, pairs>& samples) noexcept
+        : decks(decksOf(channelPairs)), x(samples)
     {
-        return deck == 0 ? &a.noiseReduction : &b.noiseReduction;
-    }
-
-    // Sample i up to the encoder, and deck B's speed deviation. Inline, as
-    // is back: out of line the channels' samples could not overlap.
-    QEL_ALWAYS_INLINE Double2 front(int i, float& deviation) noexcept
-    {
-        if constexpr (LfoMode)
+        for (size_t p = 0; p < pairs; ++p)
         {
-            const float position = a.lfoPosition(sliceA);
-            a.relativePosition = position;
-            b.relativePosition = sharedLfo ? position : b.lfoPosition(sliceB);
+            sign[p] = channelPairs[p]->phaseInvert ? -1.0f : 1.0f;
+            sharedLfo[2 * p] = p > 0 && decks[2 * p]->sharesLfoWith(*decks[0]);
+            sharedLfo[2 * p + 1] = decks[2 * p]->sharesLfoWith(*decks[2 * p + 1]);
         }
-        float deviationA;
-        const Double2 s = pack(a.tapeFront<false, false>(sliceA, x[i], deviationA),
-                               b.tapeFront<false, true>(sliceB, x[i], deviation));
-        compensation = pack(static_cast<double>(a.driveCompensation.value()),
-                            static_cast<double>(b.driveCompensation.value()));
+        for (size_t k = 0; k < lanes; ++k)
+            slices[k] = decks[k]->beginSlice();
+        drive = lanesFrom<T>([&](size_t k) { return decks[k]->told.drive; });
+        noiseGain = lanesFrom<T>([&](size_t k) { return decks[k]->told.noiseGain; });
+    }
+
+    // Sample i up to the encoder; deviation takes the last deck B's speed
+    // deviation. Inline, as is back: out of line the decks' samples could not overlap.
+    QEL_ALWAYS_INLINE T front(int i, float& deviation) noexcept
+    {
+        float unused;
+        const T s = lanesFrom<T>([&](auto lane) QEL_INLINE_LAMBDA {
+            constexpr size_t k = decltype(lane)::value;
+            constexpr bool deckB = k % 2 == 1;
+            TapeDeck& d = *decks[k];
+            if constexpr (LfoMode)
+            {
+                if constexpr (deckB)
+                    d.relativePosition = sharedLfo[k] ? decks[k - 1]->relativePosition : d.lfoPosition(slices[k]);
+                else if constexpr (k > 0)
+                    d.relativePosition = sharedLfo[k] ? decks[0]->relativePosition : d.lfoPosition(slices[k]);
+                else
+                    d.relativePosition = d.lfoPosition(slices[k]);
+            }
+            return d.template tapeFront<false, deckB>(slices[k], x[k / 2][i], k + 1 == lanes ? deviation : unused);
+        });
+        compensation = lanesFrom<T>(
+            [&](size_t k) QEL_INLINE_LAMBDA { return static_cast<double>(decks[k]->driveCompensation.value()); });
         return tanhOf(s * drive * 0.01) * 100.0;
     }
 
-    Double2 magnetise(Double2 e) noexcept { return record.process(e, compensation * noiseGain); }
+    QEL_ALWAYS_INLINE T encode(T u) noexcept { return noiseReduction.encode(u); }
+    T magnetise(T e) noexcept { return record.process(e, compensation * noiseGain); }
+    QEL_ALWAYS_INLINE T decode(T m) noexcept { return noiseReduction.decode(m); }
 
-    // Sample i from the decoder on: the play head, and the pair's sum.
-    QEL_ALWAYS_INLINE void back(int i, Double2 g) noexcept
+    // Sample i from the decoder on: the play head, and each pair's sum.
+    QEL_ALWAYS_INLINE void back(int i, T g) noexcept
     {
-        const Double2 y = play.process(g) / compensation;
-        const float outA = a.tapeBack<LfoMode, false>(sliceA, y[0]);
-        const float outB = b.tapeBack<LfoMode, true>(sliceB, y[1]);
-        x[i] = outA + outB * sign;
+        const T y = play.process(g) / compensation;
+        for (size_t p = 0; p < pairs; ++p)
+        {
+            const float outA = decks[2 * p]->template tapeBack<LfoMode, false>(slices[2 * p], y[2 * p]);
+            const float outB = decks[2 * p + 1]->template tapeBack<LfoMode, true>(slices[2 * p + 1], y[2 * p + 1]);
+            x[p][i] = outA + outB * sign[p];
+        }
     }
 
     void end(int n) noexcept
     {
         record.store();
         play.store();
-        a.endSlice(n, sliceA);
-        b.endSlice(n, sliceB);
+        noiseReduction.store();
+        for (size_t k = 0; k < lanes; ++k)
+            decks[k]->endSlice(n, slices[k]);
+    }
+
+private:
+    static std::array<TapeDeck*, lanes> decksOf(const std::array<DeckPair*, pairs>& channelPairs) noexcept
+    {
+        std::array<TapeDeck*, lanes> d;
+        for (size_t p = 0; p < pairs; ++p)
+        {
+            d[2 * p] = &channelPairs[p]->deckA;
+            d[2 * p + 1] = &channelPairs[p]->deckB;
+        }
+        return d;
+    }
+
+    template <typename Get>
+    auto eachDeck(Get&& get) const noexcept
+    {
+        std::array<decltype(get(*decks[0])), lanes> each;
+        for (size_t k = 0; k < lanes; ++k)
+            each[k] = get(*decks[k]);
+        return each;
     }
 };
 
 // Channels' pairs, each in place on its own buffer, for one set of modes,
 // sample by sample side by side: the channels are independent, and their
-// compander searches and head solvers overlap in the processor. deviation
-// takes deck B's speed deviation of the last channel.
-template <bool LfoMode, NoiseReductionMode Encoder, NoiseReductionMode Decoder, size_t Channels, size_t... C>
-void processChannels(const std::array<DeckPair*, Channels>& pairs, const std::array<float*, Channels>& buffers,
-                     int frames, float* deviation, std::index_sequence<C...>) noexcept
+// compander searches and head solvers overlap in the processor. Slices of
+// T's width each take laneCount<T> / 2 pairs; deviation takes the last
+// deck B's speed deviation.
+template <bool LfoMode, NoiseReductionMode Encoder, NoiseReductionMode Decoder, typename T, size_t Slices, size_t... S>
+void processLanes(const std::array<DeckPair*, Slices * laneCount<T> / 2>& pairs,
+                  const std::array<float*, Slices * laneCount<T> / 2>& buffers, int frames, float* deviation,
+                  std::index_sequence<S...>) noexcept
 {
+    using Slice = ChannelSlice<LfoMode, Encoder, Decoder, T>;
+    constexpr size_t P = Slice::pairs;
     float unused[DeckPair::maxSlice];
     for (int start = 0; start < frames; start += DeckPair::maxSlice)
     {
         const int n = std::min(DeckPair::maxSlice, frames - start);
         float* dev = deviation + start;
-        std::array<ChannelSlice<LfoMode>, Channels> slices { ChannelSlice<LfoMode> { *pairs[C], buffers[C] + start }... };
-        std::array<NoiseReduction*, 2 * Channels> noiseReduction {};
-        for (size_t d = 0; d < 2 * Channels; ++d)
-            noiseReduction[d] = slices[d / 2].noiseReduction(d % 2);
+        const auto slicePairs = [&](size_t s) {
+            std::array<DeckPair*, P> p;
+            std::array<float*, P> b;
+            for (size_t k = 0; k < P; ++k)
+            {
+                p[k] = pairs[s * P + k];
+                b[k] = buffers[s * P + k] + start;
+            }
+            return Slice { p, b };
+        };
+        std::array<Slice, Slices> slices { slicePairs(S)... };
         for (int i = 0; i < n; ++i)
         {
-            std::array<Double2, Channels> v { slices[C].front(i, C + 1 == Channels ? dev[i] : unused[i])... };
-            NoiseReduction::encodeChannels<Encoder, Channels>(noiseReduction, v);
-            v = { slices[C].magnetise(v[C])... };
-            NoiseReduction::decodeChannels<Decoder, Channels>(noiseReduction, v);
-            (slices[C].back(i, v[C]), ...);
+            std::array<T, Slices> v { slices[S].front(i, S + 1 == Slices ? dev[i] : unused[i])... };
+            v = { slices[S].encode(v[S])... };
+            v = { slices[S].magnetise(v[S])... };
+            v = { slices[S].decode(v[S])... };
+            (slices[S].back(i, v[S]), ...);
         }
-        (slices[C].end(n), ...);
+        (slices[S].end(n), ...);
     }
     // A call of no frames changes nothing, but its block has passed all the same.
     if (frames <= 0)
@@ -153,11 +204,19 @@ void processChannels(const std::array<DeckPair*, Channels>& pairs, const std::ar
         }
 }
 
+template <bool LfoMode, NoiseReductionMode Encoder, NoiseReductionMode Decoder, size_t Channels>
+void processChannels(const std::array<DeckPair*, Channels>& pairs, const std::array<float*, Channels>& buffers,
+                     int frames, float* deviation) noexcept
+{
+    processLanes<LfoMode, Encoder, Decoder, Double2, Channels>(pairs, buffers, frames, deviation,
+                                                               std::make_index_sequence<Channels>());
+}
+
 // One channel through its pair, in place, for one set of modes.
 template <bool LfoMode, NoiseReductionMode Encoder, NoiseReductionMode Decoder>
 void processChannel(DeckPair& pair, float* buffer, int frames, float* deviation) noexcept
 {
-    processChannels<LfoMode, Encoder, Decoder, 1>({ &pair }, { buffer }, frames, deviation, std::index_sequence<0>());
+    processChannels<LfoMode, Encoder, Decoder, 1>({ &pair }, { buffer }, frames, deviation);
 }
 
 // Two channels through their pairs together: what processChannel gives for
@@ -167,7 +226,7 @@ void processChannelPair(DeckPair& first, DeckPair& second, float* firstBuffer, f
                         float* deviation) noexcept
 {
     processChannels<LfoMode, Encoder, Decoder, 2>({ &first, &second }, { firstBuffer, secondBuffer }, frames,
-                                                  deviation, std::index_sequence<0, 1>());
+                                                  deviation);
 }
 
 using ChannelProcessor = void (*)(DeckPair&, float*, int, float*) noexcept;

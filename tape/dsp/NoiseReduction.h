@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <type_traits>
 #include <utility>
 
 namespace qel
@@ -95,74 +96,7 @@ struct NoiseReduction
             return m;
     }
 
-    // The decks of one or more channels, deck A and deck B of channel c in
-    // decks[2c] and decks[2c + 1] and in the lanes of x[c], in place. All
-    // their searches run side by side.
-    template <NoiseReductionMode Mode, size_t Channels>
-    static void encodeChannels(const std::array<NoiseReduction*, 2 * Channels>& decks,
-                               std::array<Double2, Channels>& x) noexcept
-    {
-        if constexpr (Mode == NoiseReductionMode::typeB)
-        {
-            auto searches = eachDeck<Channels>([&](size_t d) {
-                return TypeBCompander::Search { decks[d]->typeBEncoder, x[d / 2][d % 2], false };
-            });
-            searchTogether(searches);
-            finishAll(searches, x);
-        }
-        else if constexpr (Mode != NoiseReductionMode::none)
-            for (size_t c = 0; c < Channels; ++c)
-                x[c] = pack(decks[2 * c]->template encode<Mode>(x[c][0]), decks[2 * c + 1]->template encode<Mode>(x[c][1]));
-    }
-
-    template <NoiseReductionMode Mode, size_t Channels>
-    static void decodeChannels(const std::array<NoiseReduction*, 2 * Channels>& decks,
-                               std::array<Double2, Channels>& x) noexcept
-    {
-        if constexpr (Mode == NoiseReductionMode::typeA)
-        {
-            auto searches = eachDeck<Channels>([&](size_t d) {
-                return TypeACompander::DecodeSearch { decks[d]->typeADecoder, x[d / 2][d % 2] };
-            });
-            searchInLockstep(searches);
-            finishAll(searches, x);
-        }
-        else if constexpr (Mode == NoiseReductionMode::typeB)
-        {
-            auto searches = eachDeck<Channels>([&](size_t d) {
-                return TypeBCompander::Search { decks[d]->typeBDecoder, x[d / 2][d % 2], true };
-            });
-            searchTogether(searches);
-            finishAll(searches, x);
-        }
-        else if constexpr (Mode != NoiseReductionMode::none)
-            for (size_t c = 0; c < Channels; ++c)
-                x[c] = pack(decks[2 * c]->template decode<Mode>(x[c][0]), decks[2 * c + 1]->template decode<Mode>(x[c][1]));
-    }
-
 private:
-    template <size_t Channels, typename Make, size_t... D>
-    static auto eachDeck(Make&& make, std::index_sequence<D...>) noexcept
-    {
-        return std::array<decltype(make(0)), 2 * Channels> { make(D)... };
-    }
-
-    template <size_t Channels, typename Make>
-    static auto eachDeck(Make&& make) noexcept
-    {
-        return eachDeck<Channels>(make, std::make_index_sequence<2 * Channels>());
-    }
-
-    template <typename Search, size_t Decks>
-    static void finishAll(std::array<Search, Decks>& searches, std::array<Double2, Decks / 2>& x) noexcept
-    {
-        for (size_t c = 0; c < Decks / 2; ++c)
-        {
-            const double outA = searches[2 * c].finish();
-            x[c] = pack(outA, searches[2 * c + 1].finish());
-        }
-    }
-
     static void clearMode(NoiseReductionMode mode, EmphasisShelf& shelf, TypeACompander& a, TypeBCompander& b) noexcept
     {
         switch (mode)
@@ -172,6 +106,80 @@ private:
             case NoiseReductionMode::typeB: b.clear(); break;
             default: break;
         }
+    }
+};
+
+// The noise reduction of several decks through a slice, lane k for deck k,
+// for the modes of a compiled loop: the companders' searches run in lockstep
+// across the lanes, the shelves deck by deck.
+template <typename T, NoiseReductionMode Encoder, NoiseReductionMode Decoder>
+struct NoiseReductionLanes
+{
+    static constexpr size_t N = laneCount<T>;
+
+    struct NoLanes
+    {
+        void store() noexcept {}
+    };
+
+    template <NoiseReductionMode Mode, typename Get>
+    static auto lanesFor(const std::array<NoiseReduction*, N>& decks, Get&& get) noexcept
+    {
+        if constexpr (Mode == NoiseReductionMode::typeA || Mode == NoiseReductionMode::typeB)
+        {
+            using Compander = std::remove_reference_t<decltype(get(*decks[0]))>;
+            std::array<Compander*, N> each;
+            for (size_t k = 0; k < N; ++k)
+                each[k] = &get(*decks[k]);
+            return CompanderLanes<Compander, T> { each };
+        }
+        else
+            return NoLanes {};
+    }
+
+    template <NoiseReductionMode Mode, bool Encoding>
+    static auto& pick(NoiseReduction& d) noexcept
+    {
+        if constexpr (Mode == NoiseReductionMode::typeA)
+            return Encoding ? d.typeAEncoder : d.typeADecoder;
+        else
+            return Encoding ? d.typeBEncoder : d.typeBDecoder;
+    }
+
+    std::array<NoiseReduction*, N> decks;
+    decltype(lanesFor<Encoder>(decks, pick<Encoder, true>)) encoder = lanesFor<Encoder>(decks, pick<Encoder, true>);
+    decltype(lanesFor<Decoder>(decks, pick<Decoder, false>)) decoder = lanesFor<Decoder>(decks, pick<Decoder, false>);
+
+    explicit NoiseReductionLanes(const std::array<NoiseReduction*, N>& each) noexcept : decks(each) {}
+
+    QEL_ALWAYS_INLINE T encode(T x) noexcept
+    {
+        if constexpr (Encoder == NoiseReductionMode::preEmphasis)
+            return lanesFrom<T>([&](size_t k) QEL_INLINE_LAMBDA { return decks[k]->encoderShelf.encode(x[k]); });
+        else if constexpr (Encoder == NoiseReductionMode::typeA)
+            return encoder.first.encode(encoder.lanes, x);
+        else if constexpr (Encoder == NoiseReductionMode::typeB)
+            return encoder.first.template run<false>(encoder.lanes, x, encoder.passLimit);
+        else
+            return x;
+    }
+
+    QEL_ALWAYS_INLINE T decode(T m) noexcept
+    {
+        if constexpr (Decoder == NoiseReductionMode::preEmphasis)
+            return lanesFrom<T>([&](size_t k) QEL_INLINE_LAMBDA { return decks[k]->decoderShelf.decode(m[k]); });
+        else if constexpr (Decoder == NoiseReductionMode::typeA)
+            return decoder.first.decode(decoder.lanes, m, decoder.passLimit);
+        else if constexpr (Decoder == NoiseReductionMode::typeB)
+            return decoder.first.template run<true>(decoder.lanes, m, decoder.passLimit);
+        else
+            return m;
+    }
+
+    void store() noexcept
+    {
+        encoder.store();
+        decoder.store();
     }
 };
 

@@ -284,33 +284,57 @@ private:
     }
 };
 
-// Both play heads of a pair through one slice, as the lanes of one set of
-// filters; the azimuth delays stay in the heads.
-struct PlayHeadPair
+// The play heads of several decks through one slice, as the lanes of one
+// set of filters; the azimuth delays stay in the heads.
+template <typename T>
+struct PlayHeadLanes
 {
-    PlayHead& a;
-    PlayHead& b;
-    const bool together = a.isEnabled() && b.isEnabled();
-    PlayHeadFilters<Double2> lanes = zipLanes(a.filters, b.filters);
+    static constexpr size_t N = laneCount<T>;
+    std::array<PlayHead*, N> heads;
+    const bool together = allEnabled(heads);
+    PlayHeadFilters<T> lanes = zipLanes<PlayHeadFilters, T>(filters(heads));
 
-    Double2 process(Double2 x) noexcept
+    explicit PlayHeadLanes(const std::array<PlayHead*, N>& each) noexcept : heads(each) {}
+
+    T process(T x) noexcept
     {
         if (!together)
-            return pack(a.process(x[0]), b.process(x[1]));
-        return lanes.process(x, [this](Double2 y, Double2& A, Double2& B) {
-            double A0, B0, A1, B1;
-            a.azimuthDelay.exchange(y[0], A0, B0);
-            b.azimuthDelay.exchange(y[1], A1, B1);
-            A = pack(A0, A1);
-            B = pack(B0, B1);
+            return lanesFrom<T>([&](size_t k) QEL_INLINE_LAMBDA { return heads[k]->process(x[k]); });
+        return lanes.process(x, [this](T y, T& A, T& B) QEL_INLINE_LAMBDA {
+            double a[N], b[N];
+            for (size_t k = 0; k < N; ++k)
+                heads[k]->azimuthDelay.exchange(y[k], a[k], b[k]);
+            A = lanesFrom<T>([&](size_t k) QEL_INLINE_LAMBDA { return a[k]; });
+            B = lanesFrom<T>([&](size_t k) QEL_INLINE_LAMBDA { return b[k]; });
         });
     }
 
     // Hands the state back to the heads.
     void store() noexcept
     {
-        if (together)
-            unzipLanes(lanes, a.filters, b.filters);
+        if (!together)
+            return;
+        std::array<PlayHeadFilters<double>*, N> each;
+        for (size_t k = 0; k < N; ++k)
+            each[k] = &heads[k]->filters;
+        unzipLanes<PlayHeadFilters>(lanes, each);
+    }
+
+private:
+    static bool allEnabled(const std::array<PlayHead*, N>& each) noexcept
+    {
+        bool on = true;
+        for (const auto* h : each)
+            on = on && h->isEnabled();
+        return on;
+    }
+
+    static std::array<const PlayHeadFilters<double>*, N> filters(const std::array<PlayHead*, N>& each) noexcept
+    {
+        std::array<const PlayHeadFilters<double>*, N> f;
+        for (size_t k = 0; k < N; ++k)
+            f[k] = &each[k]->filters;
+        return f;
     }
 };
 

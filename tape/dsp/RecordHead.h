@@ -4,6 +4,7 @@
 #include "tape/dsp/Tanh.h"
 #include "tape/dsp/XorAddStep.h"
 
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -241,39 +242,64 @@ struct RecordHead
     }
 };
 
-// Both record heads of a pair as the lanes of one state through a slice.
-struct RecordHeadPair
+// The record heads of several decks as the lanes of one state through a
+// slice: two for a pair in a Double2, four for two pairs in a Double4.
+template <typename T>
+struct RecordHeadLanes
 {
-    RecordHead& a;
-    RecordHead& b;
-    const bool together = a.isOn() && b.isOn();
-    RecordHead::State<Double2> lanes = zipLanes<RecordHead::State>(a.state, b.state);
-    int steps = a.lastNewtonSteps;
+    static constexpr size_t N = laneCount<T>;
+    std::array<RecordHead*, N> heads;
+    const bool together = allOn(heads);
+    RecordHead::State<T> lanes = zipLanes<RecordHead::State, T>(states(heads));
+    int steps = heads[0]->lastNewtonSteps;
 
-    Double2 process(Double2 x, Double2 noiseAmount) noexcept
+    explicit RecordHeadLanes(const std::array<RecordHead*, N>& each) noexcept : heads(each) {}
+
+    T process(T x, T noiseAmount) noexcept
     {
         if (!together)
-        {
-            a.setNoiseAmount(noiseAmount[0]);
-            b.setNoiseAmount(noiseAmount[1]);
-            return pack(a.process(x[0]), b.process(x[1]));
-        }
-        const Double2 hiss = pack(static_cast<double>(a.gatedNoise(x[0])), static_cast<double>(b.gatedNoise(x[1])));
+            return lanesFrom<T>([&](size_t k) QEL_INLINE_LAMBDA {
+                heads[k]->setNoiseAmount(noiseAmount[k]);
+                return heads[k]->process(x[k]);
+            });
+        const T hiss = lanesFrom<T>(
+            [&](size_t k) QEL_INLINE_LAMBDA { return static_cast<double>(heads[k]->gatedNoise(x[k])); });
         lanes.noiseAmount = noiseAmount;
-        const auto [y, ok] = lanes.magnetise(x, hiss, steps);
-        if (!ok[0])
-            a.gateEnvelope = 0.0;
-        if (!ok[1])
-            b.gateEnvelope = 0.0;
-        return y;
+        const auto [out, ok] = lanes.magnetise(x, hiss, steps);
+        for (size_t k = 0; k < N; ++k)
+            if (!ok[k])
+                heads[k]->gateEnvelope = 0.0;
+        return out;
     }
 
     void store() noexcept
     {
         if (!together)
             return;
-        unzipLanes<RecordHead::State>(lanes, a.state, b.state);
-        a.lastNewtonSteps = b.lastNewtonSteps = steps;
+        std::array<RecordHead::State<double>*, N> each;
+        for (size_t k = 0; k < N; ++k)
+        {
+            each[k] = &heads[k]->state;
+            heads[k]->lastNewtonSteps = steps;
+        }
+        unzipLanes<RecordHead::State>(lanes, each);
+    }
+
+private:
+    static bool allOn(const std::array<RecordHead*, N>& each) noexcept
+    {
+        bool on = true;
+        for (const auto* h : each)
+            on = on && h->isOn();
+        return on;
+    }
+
+    static std::array<const RecordHead::State<double>*, N> states(const std::array<RecordHead*, N>& each) noexcept
+    {
+        std::array<const RecordHead::State<double>*, N> s;
+        for (size_t k = 0; k < N; ++k)
+            s[k] = &each[k]->state;
+        return s;
     }
 };
 

@@ -194,7 +194,7 @@ struct TapeDeck
     }
 
 private:
-    template <bool LfoMode>
+    template <bool LfoMode, NoiseReductionMode Encoder, NoiseReductionMode Decoder, typename T>
     friend struct ChannelSlice;
 
     Settings told;

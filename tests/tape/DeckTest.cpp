@@ -1,4 +1,4 @@
-#include "tape/dsp/DeckPair.h"
+#include "tape/dsp/FourLanes.h"
 #include "tape/dsp/Lfo.h"
 
 #include <gtest/gtest.h>
@@ -7,6 +7,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <random>
 #include <utility>
@@ -152,9 +153,14 @@ constexpr std::array<Reference, 32> referenceTable(std::index_sequence<I...>)
 
 // Each compiled loop equals the decks run one by one in their own loops, bit
 // for bit; two channels side by side, differing in settings and input, equal
-// each alone.
+// each alone, with two decks to a register and, where the processor has
+// AVX2, with all four in one: no contraction into FMA, so no difference at all.
 TEST(Specialisations, All32LoopsMatchTheDecksAloneAndRunChannelsSideBySide)
 {
+    const bool fourLanes = qel::chooseLaneWidth() == qel::LaneWidth::four;
+    if (!fourLanes)
+        std::printf("No AVX2 here: the four-lane loops are not checked.\n");
+    double largestFourLaneDifference = 0.0;
     using Mode = qel::NoiseReductionMode;
     constexpr auto references = referenceTable(std::make_index_sequence<32>());
     auto prepared = std::make_unique<qel::DeckPair>(); // busy in every stage
@@ -188,12 +194,15 @@ TEST(Specialisations, All32LoopsMatchTheDecksAloneAndRunChannelsSideBySide)
                 other->forBothDecks([](qel::TapeDeck& deck) { deck.setHardness(3.0); });
                 other->deckB.setLfoRate(1.7f);
                 auto right = std::make_unique<qel::DeckPair>(*other);
+                auto left4 = std::make_unique<qel::DeckPair>(*compiled);
+                auto right4 = std::make_unique<qel::DeckPair>(*other);
                 const auto process = qel::selectChannelProcessor(*compiled);
                 const auto processTwo = qel::selectChannelPairProcessor(*compiled);
+                const auto processFour = qel::selectChannelPairProcessor(*compiled, qel::LaneWidth::four);
                 const auto reference = references[(flange == qel::FlangeMode::lfo ? 16 : 0) + e * 4 + d];
-                ASSERT_TRUE(process != nullptr && processTwo != nullptr);
-                std::vector<float> y(input), z(input), l(input), o(otherInput), r(otherInput);
-                float devY[32], devZ[32], devO[32], devTwo[32];
+                ASSERT_TRUE(process != nullptr && processTwo != nullptr && processFour != nullptr);
+                std::vector<float> y(input), z(input), l(input), o(otherInput), r(otherInput), l4(input), r4(otherInput);
+                float devY[32], devZ[32], devO[32], devTwo[32], devFour[32];
                 for (size_t s = 0; s + 32 <= input.size(); s += 32)
                 {
                     process(*compiled, y.data() + s, 32, devY);
@@ -201,12 +210,22 @@ TEST(Specialisations, All32LoopsMatchTheDecksAloneAndRunChannelsSideBySide)
                     processTwo(*left, *right, l.data() + s, r.data() + s, 32, devTwo); // deviation of the last channel
                     reference(*plain, z.data() + s, 32, devZ);
                     ASSERT_TRUE(std::equal(devTwo, devTwo + 32, devO) && std::equal(devY, devY + 32, devZ));
+                    if (fourLanes)
+                    {
+                        processFour(*left4, *right4, l4.data() + s, r4.data() + s, 32, devFour);
+                        ASSERT_TRUE(std::equal(devFour, devFour + 32, devO));
+                    }
                 }
                 const auto modes = ::testing::Message() << "flange " << (flange == qel::FlangeMode::lfo) << " encoder " << e
                                                         << " decoder " << d;
                 EXPECT_EQ(y, z) << modes;
                 EXPECT_TRUE(l == y && r == o) << modes;
+                if (fourLanes)
+                    for (size_t i = 0; i < y.size(); ++i)
+                        largestFourLaneDifference = std::max({ largestFourLaneDifference, (double) std::fabs(l4[i] - l[i]),
+                                                               (double) std::fabs(r4[i] - r[i]) });
             }
+    EXPECT_EQ(largestFourLaneDifference, 0.0);
     EXPECT_EQ(qel::selectChannelProcessor(qel::FlangeMode::lfo, static_cast<Mode>(4), Mode::none), nullptr);
     EXPECT_EQ(qel::selectChannelPairProcessor(qel::FlangeMode::manual, Mode::none, static_cast<Mode>(7)), nullptr);
 }

@@ -2,7 +2,7 @@
 // deliberate change of sound tools/regenerate-golden.sh writes new ones: listen.
 #include "support/ProcessorHarness.h"
 #include "support/Signals.h"
-#include "tape/dsp/DeckPair.h"
+#include "tape/dsp/FourLanes.h"
 
 #include <gtest/gtest.h>
 
@@ -62,9 +62,12 @@ std::vector<float> sweep(double fs, size_t frames, double from, double ratio, do
     return x;
 }
 
-// A quarter second at 48 kHz, 100 Hz to 8 kHz, through the compiled loop of the modes.
-std::vector<float> renderDecks(qel::FlangeMode flangeMode, qel::NoiseReductionMode mode,
-                               const std::function<void(qel::TapeDeck&)>& settings)
+// A quarter second at 48 kHz, 100 Hz to 8 kHz, through the compiled loop of
+// the modes: one channel alone, and as both channels of a stereo pair with two
+// decks and with four to a register (where the processor has AVX2). Each
+// channel must give the one reference.
+void expectGoldenDecks(const std::string& name, qel::FlangeMode flangeMode, qel::NoiseReductionMode mode,
+                       const std::function<void(qel::TapeDeck&)>& settings)
 {
     std::srand(1); // the record heads draw their noise seeds from rand()
     auto pair = std::make_unique<qel::DeckPair>();
@@ -75,12 +78,26 @@ std::vector<float> renderDecks(qel::FlangeMode flangeMode, qel::NoiseReductionMo
         d.setDecoderMode(mode);
         settings(d);
     });
-    auto y = sweep(48000.0, 12000, 100.0, 80.0, 0.4, 1);
+    const auto x = sweep(48000.0, 12000, 100.0, 80.0, 0.4, 1);
+    auto y = x;
     float deviation[32];
+    const auto first = std::make_unique<qel::DeckPair>(*pair), second = std::make_unique<qel::DeckPair>(*pair);
     const auto process = qel::selectChannelProcessor(*pair);
     for (size_t s = 0; s < y.size(); s += 32)
         process(*pair, y.data() + s, 32, deviation);
-    return y;
+    expectGolden(name, y);
+    for (const auto width : { qel::LaneWidth::two, qel::chooseLaneWidth() })
+    {
+        auto a = std::make_unique<qel::DeckPair>(*first), b = std::make_unique<qel::DeckPair>(*second);
+        auto left = x, right = x;
+        const auto processTwo = qel::selectChannelPairProcessor(*a, width);
+        for (size_t s = 0; s < x.size(); s += 32)
+            processTwo(*a, *b, left.data() + s, right.data() + s, 32, deviation);
+        const auto lanes = width == qel::LaneWidth::four ? " (four lanes)" : " (two lanes)";
+        expectGolden(name, left);
+        expectGolden(name, right);
+        EXPECT_TRUE(left == y && right == y) << name << lanes;
+    }
 }
 
 // A fifth of a second, mono at 24 kHz to keep files small, in blocks that are
@@ -95,15 +112,15 @@ std::vector<float> renderProcessor(std::initializer_list<std::pair<const char*, 
 
 TEST(Golden, DeckPairInEachFlangeModeAndCompander)
 {
-    expectGolden("default-lfo",
-                 renderDecks(qel::FlangeMode::lfo, qel::NoiseReductionMode::none, [](qel::TapeDeck& d) { d.setLfoRate(4.0f); }));
-    expectGolden("manual-feedback-typeA", renderDecks(qel::FlangeMode::manual, qel::NoiseReductionMode::typeA, [](qel::TapeDeck& d) {
+    expectGoldenDecks("default-lfo", qel::FlangeMode::lfo, qel::NoiseReductionMode::none,
+                      [](qel::TapeDeck& d) { d.setLfoRate(4.0f); });
+    expectGoldenDecks("manual-feedback-typeA", qel::FlangeMode::manual, qel::NoiseReductionMode::typeA, [](qel::TapeDeck& d) {
                      d.setRelativePosition(0.3);
                      d.setFeedback(0.7);
                      d.setDelay(0.004);
                      d.setDrive(6.0);
-                 }));
-    expectGolden("worn-typeB", renderDecks(qel::FlangeMode::lfo, qel::NoiseReductionMode::typeB, [](qel::TapeDeck& d) {
+                 });
+    expectGoldenDecks("worn-typeB", qel::FlangeMode::lfo, qel::NoiseReductionMode::typeB, [](qel::TapeDeck& d) {
                      d.setWowDepth(0.1);
                      d.setFlutterDepth(0.02);
                      d.setRandomDepth(0.05);
@@ -112,7 +129,7 @@ TEST(Golden, DeckPairInEachFlangeModeAndCompander)
                      d.setAzimuth(0.0005);
                      d.setTapeSpeed(0.2);
                      d.setNoiseGain(0.01);
-                 }));
+                 });
 }
 
 TEST(ProcessorGolden, DefaultsEachFlangeModeAndHardSettings)
@@ -126,6 +143,37 @@ TEST(ProcessorGolden, DefaultsEachFlangeModeAndHardSettings)
                                    { "NoiseMod", 1.0f }, { "NoiseRate", 50.0f }, { "DegradeDepth", 0.8f }, { "Speed", 0.3f } }));
     expectGolden("processor-feedback", renderProcessor({ { "Feedback", 0.97f }, { "Delay", 0.004f }, { "Drive", 12.0f },
                                                          { "ApplyLowLatency", 1.0f } }));
+}
+
+// Three channels: the first two run together, as four lanes where the
+// processor has AVX2, the odd third alone on two; REELWARP_LANES=2 puts all
+// on two. The widths agree exactly on every channel, and the first channel,
+// whose decks draw the mono instance's noise seeds, gives the mono reference.
+TEST(ProcessorGolden, EveryChannelAtEitherWidth)
+{
+    const auto input = sweep(24000.0, 4800, 80.0, 100.0, 0.5, 7);
+    std::vector<std::vector<float>> outputs[2];
+    for (const auto width : { qel::LaneWidth::two, qel::LaneWidth::four })
+    {
+        if (width == qel::LaneWidth::two)
+            setenv("REELWARP_LANES", "2", 1);
+        ProcessorHarness h(3, 24000.0, 300);
+        auto& out = outputs[static_cast<int>(width)];
+        out.assign(3, std::vector<float>(input.size()));
+        std::vector<std::vector<float>> block(3, std::vector<float>(300));
+        for (size_t at = 0; at < input.size(); at += 300)
+        {
+            for (auto& channel : block)
+                std::copy_n(input.begin() + (std::ptrdiff_t) at, 300, channel.begin());
+            h.render(block, 300);
+            for (size_t c = 0; c < 3; ++c)
+                std::copy_n(block[c].begin(), 300, out[c].begin() + (std::ptrdiff_t) at);
+        }
+        unsetenv("REELWARP_LANES");
+        EXPECT_EQ(h.state().laneWidth, width == qel::LaneWidth::two ? qel::LaneWidth::two : qel::chooseLaneWidth());
+        expectGolden("processor-defaults", out[0]);
+    }
+    EXPECT_EQ(outputs[0], outputs[1]);
 }
 
 TEST(ProcessorGolden, EachNoiseReductionPair)
