@@ -1,6 +1,6 @@
 // The decks of two channels in one AVX register. This unit alone is compiled
-// with -mavx2 -mfma; contraction into FMA is off, so that every lane computes
-// what the two-lane loops compute, bit for bit.
+// with -mavx2 -mfma, and lets products and sums fuse: every lane computes what
+// the two-lane loops compute, but for rounding.
 //
 // Every inline function of the DSP compiled here gets names of its own: were
 // they the baseline's names, the linker could keep this unit's AVX copy for
