@@ -3,6 +3,7 @@
 #include "tape/dsp/Bilinear.h"
 #include "tape/dsp/CompressorCell.h"
 #include "tape/dsp/Lanes.h"
+#include "tape/dsp/LockstepSearch.h"
 
 #include <array>
 
@@ -20,9 +21,7 @@ namespace qel
 struct TypeACompander
 {
     static constexpr int productPassLimit = 3;
-    static constexpr double tolerance = 1e-6;
-    static constexpr double probe = 1e-6;
-    static constexpr double tiny = 1e-16;
+    static constexpr double tiny = LockstepSearch::tiny;
     static constexpr int bands = 3;
 
     // Each band's biquad histories and cell charge, and the decoder's last solution.
@@ -156,34 +155,19 @@ struct TypeACompander
         return x + a.N / a.D;
     }
 
-    // Solves encode(u) = m from the last solution: up to passLimit passes,
-    // each lane until its step is within the tolerance; a lane that has
-    // stopped discards the passes the others still make. The state commits
-    // the last probe each lane evaluated.
+    // Solves encode(u) = m from the last solution; the state commits the last
+    // probe each lane evaluated.
     template <typename T>
     QEL_ALWAYS_INLINE T decode(State<T>& s, T m, int limit) const noexcept
     {
         const Past<T> p = past(s);
-        T u = s.lastSolution;
-        T lastProbe = u;
-        auto active = T {} == T {};
-        for (int pass = 0; pass < limit; ++pass)
-        {
-            const T v = u + probe;
-            const Quotient<T> a = evaluate(u, p), b = evaluate(v, p);
-            // Residuals m - u - N / D at the point and the probe, over their denominators.
-            const T ra = (m - u) * a.D - a.N, rb = (m - v) * b.D - b.N;
-            // r_a / ((r_b - r_a) / probe + tiny), over one division.
-            const T step = ra * b.D / ((rb * a.D - ra * b.D) * (1.0 / probe) + tiny * (a.D * b.D));
-            u = select(active, u - step, u);
-            lastProbe = select(active, v, lastProbe);
-            active = active & (absOf(step) > tolerance);
-            if (!anyLane(active))
-                break;
-        }
-        s.lastSolution = u;
-        commit(s, lastProbe, p);
-        return u;
+        const auto found = LockstepSearch::run(s.lastSolution, limit, [&](T u) QEL_INLINE_LAMBDA {
+            const Quotient<T> q = evaluate(u, p);
+            return Residual<T> { (m - u) * q.D - q.N, q.D }; // m - u - N / D
+        });
+        s.lastSolution = found.solution;
+        commit(s, found.lastProbe, p);
+        return found.solution;
     }
 
     double encode(double x) noexcept { return encode(state, x); }

@@ -2,6 +2,7 @@
 
 #include "tape/dsp/CompressorCell.h"
 #include "tape/dsp/Lanes.h"
+#include "tape/dsp/LockstepSearch.h"
 
 namespace qel
 {
@@ -17,9 +18,7 @@ namespace qel
 struct TypeBCompander
 {
     static constexpr int productPassLimit = 2;
-    static constexpr double tolerance = 1e-6;
-    static constexpr double probe = 1e-6;
-    static constexpr double tiny = 1e-16;
+    static constexpr double tiny = LockstepSearch::tiny;
     static constexpr double maxCorner = 70000.0;
     static constexpr double slideGain = 5.92380188;
     static constexpr double sideGain = 21.989016;
@@ -138,11 +137,6 @@ struct TypeBCompander
 
     // The residual v - E(v) over its denominator: E(v) is the sliding shelf's
     // output, of x when encoding and of m - cell(v) when decoding.
-    template <typename T>
-    struct Residual
-    {
-        T r, D;
-    };
 
     template <bool Decoding, typename T>
     QEL_ALWAYS_INLINE Residual<T> residual(T v, const Past<T>& p) const noexcept
@@ -160,28 +154,16 @@ struct TypeBCompander
             return { v * Q - P, Q };
     }
 
-    // Solves for v from the last solution, lanes in lockstep as the Type A
-    // decoder does; then the cell of v is added to x or taken from m. The
+    // Solves for v from the last solution; then the cell of v is added to x or taken from m. The
     // envelopes and shelves commit the last probe each lane evaluated, the
     // cell its solution.
     template <bool Decoding, typename T>
     QEL_ALWAYS_INLINE T run(State<T>& s, T input, int limit) const noexcept
     {
         const Past<T> p = past(s, input);
-        T v = s.lastSolution;
-        T lastProbe = v;
-        auto active = T {} == T {};
-        for (int pass = 0; pass < limit; ++pass)
-        {
-            const T probed = v + probe;
-            const Residual<T> a = residual<Decoding>(v, p), b = residual<Decoding>(probed, p);
-            const T step = a.r * b.D / ((b.r * a.D - a.r * b.D) * (1.0 / probe) + tiny * (a.D * b.D));
-            v = select(active, v - step, v);
-            lastProbe = select(active, probed, lastProbe);
-            active = active & (absOf(step) > tolerance);
-            if (!anyLane(active))
-                break;
-        }
+        const auto found = LockstepSearch::run(s.lastSolution, limit,
+                                               [&](T x) QEL_INLINE_LAMBDA { return residual<Decoding>(x, p); });
+        const T v = found.solution, lastProbe = found.lastProbe;
         s.lastSolution = v;
         const Cell<T> c = cell(v, p);
         const T compressed = c.cv / c.E;
